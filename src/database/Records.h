@@ -1,0 +1,93 @@
+// Function and memory records of the analysis database and their call lists.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+// Scope (binding) values; they index scopestring.
+enum : int32_t { Local = 0, Global = 1, Weak = 2 };
+
+// Branch types ordered by severity; they index branchstring.
+enum : int32_t { Closed = 0, Undetermined = 1, Open = 2, Recursive = 3 };
+
+extern const char* const scopestring[3];
+extern const char* const branchstring[4];
+
+// Hash and equality that let unordered containers of std::string be
+// searched with a string_view, without building a temporary string.
+struct TransparentStringHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+};
+
+// Callee keys in order of first insertion, each once. Small lists are
+// searched linearly; once a function has many callees a hash index keeps
+// insertion constant-time (the deque never moves its strings, so the views
+// in the index stay valid).
+class CallList {
+ public:
+  // Appends the name unless present; true when it was appended.
+  bool Insert(std::string_view name);
+  bool Contains(std::string_view name) const;
+  bool empty() const { return items_.empty(); }
+  size_t size() const { return items_.size(); }
+  std::deque<std::string>::const_iterator begin() const { return items_.begin(); }
+  std::deque<std::string>::const_iterator end() const { return items_.end(); }
+  const std::string& front() const { return items_.front(); }
+  void clear();
+
+ private:
+  static constexpr size_t kIndexThreshold = 16;
+  std::deque<std::string> items_;
+  std::unordered_set<std::string_view> index_;
+};
+
+struct __func_attr {
+  std::string Name;
+  std::string Key;
+  std::string UName;
+  std::string Path;
+  int32_t Stack = 0;
+  int32_t CumStack = 0;
+  int32_t CumUserStack = 0;
+  int32_t Scope = Global;
+  int32_t CodeSize = -1;
+  int32_t BranchType = Closed;
+  int32_t Recursion = 0;
+  bool IsFound = false;
+  bool IsUsed = false;
+  bool IsAidEntry = false;
+  bool HasParent = false;
+  bool HasPtrToFunc = false;
+  CallList callList;
+  // Records that came from outside the sources (aid files, toolchain
+  // libraries): a definition found in the sources replaces them.
+  bool IsReplaceable = false;
+};
+
+struct __mem_attr {
+  std::string Name;
+  std::string Key;
+  std::string UName;
+  std::string Path;
+  int32_t Size = -1;
+  int32_t IsFound = 0;
+  // Second flag: 1 for records that came from outside the sources (aid
+  // files, libraries); such records are replaceable by a source definition
+  // and are reported as IsAid.
+  int32_t IsAid = 0;
+  int32_t Scope = Global;
+};
+
+// All maps compare keys byte-wise; the transparent comparator lets lookups
+// take a string_view without building a std::string.
+using FuncMap = std::map<std::string, std::unique_ptr<__func_attr>, std::less<>>;
+using MemMap = std::map<std::string, std::unique_ptr<__mem_attr>, std::less<>>;
+// Descending cumulative stack; equal keys keep insertion order.
+using SizeMap = std::multimap<int32_t, __func_attr*, std::greater<int32_t>>;

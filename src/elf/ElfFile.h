@@ -1,0 +1,140 @@
+// Reader for 32-bit ELF files of the target: sorted symbol arrays, a name
+// index and the relocation maps used to resolve computed calls.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct fcn_symbols {
+  uint32_t startAddress = 0;
+  uint32_t endAddress = 0;
+  uint32_t packetCount = 0;
+  const char* name = nullptr;
+  const char* file = nullptr;  // source file of a local symbol, else null
+  uint32_t size = 0;
+  uint16_t sectionIndex = 0;
+  uint8_t binding = 0;
+};
+
+struct obj_symbols {
+  uint32_t startAddress = 0;
+  uint32_t endAddress = 0;
+  const char* name = nullptr;
+  uint32_t initialWord = 0;
+  const char* file = nullptr;
+  uint32_t size = 0;
+  uint16_t sectionIndex = 0;
+  uint8_t binding = 0;
+};
+
+// One decoded symbol-table entry (decoded rather than cast, so that a
+// misaligned or truncated table can never be read out of bounds).
+struct ElfSymbol {
+  const char* name = "";
+  uint32_t value = 0;
+  uint32_t size = 0;
+  uint8_t info = 0;
+  uint8_t other = 0;
+  uint16_t sectionIndex = 0;
+  uint8_t Type() const { return info & 0x0f; }
+  uint8_t Binding() const { return info >> 4; }
+};
+
+// One decoded section header.
+struct ElfSection {
+  const char* name = "";
+  uint32_t type = 0;
+  uint32_t flags = 0;
+  uint32_t address = 0;
+  uint32_t offset = 0;
+  uint32_t size = 0;
+  uint32_t link = 0;
+  uint32_t info = 0;
+  uint32_t entrySize = 0;
+};
+
+class ElfFile {
+ public:
+  static constexpr int kReloSData = 0;
+  static constexpr int kReloText = 1;
+  static constexpr int kReloFunction = 2;
+
+  ElfFile();
+  explicit ElfFile(const std::string& path);
+  ElfFile(const ElfFile&) = delete;
+  ElfFile& operator=(const ElfFile&) = delete;
+  ~ElfFile();
+
+  // 1 on success, 0 on failure (the reason is kept in LastError()).
+  int ReadFile(const std::string& path);
+  const std::string& LastError() const { return lastError_; }
+  bool HasSymbolTable() const { return symtabFound_; }
+
+  uint16_t Elf16Value(uint16_t v) const;
+  uint32_t Elf32Value(uint32_t v) const;
+
+  fcn_symbols* GetFcnSymForAddr(uint32_t addr);
+  const char* GetFcnNameForAddr(uint32_t addr);
+  fcn_symbols* GetFirstFncAtAddr(uint32_t addr);
+  fcn_symbols* GetFirstFncAtAddr(uint32_t addr, fcn_symbols* array, size_t count);
+  fcn_symbols* GetFcnSymAtAddr(uint32_t addr);
+  fcn_symbols* GetNextFcnAtAddr(uint32_t addr, fcn_symbols* rec);
+  bool IsStartOfFcnAddr(uint32_t addr);
+
+  obj_symbols* GetObjSymForAddr(uint32_t addr);
+  const char* GetObjNameForAddr(uint32_t addr);
+  obj_symbols* GetObjSymAtAddr(uint32_t addr);
+
+  const ElfSymbol* GetSymbolByName(const std::string& name);
+  fcn_symbols* GetFcnSymByName(const std::string& name);
+  obj_symbols* GetNotypeSymByName(const std::string& name);
+  const std::map<std::string, size_t, std::less<>>& GetSymMap();
+
+  void InsertReloItem(uint32_t offset, fcn_symbols* rec, int kind);
+  fcn_symbols* FindReloItem(uint32_t offset, int kind);
+  bool CreateFuncReloMap(const std::string& functionName);
+  void BldRelocations();
+
+  // Sorted arrays (read-only views for the symbol maps and filters).
+  std::vector<fcn_symbols>& Functions() { return functions_; }
+  std::vector<obj_symbols>& Objects() { return objects_; }
+  std::vector<obj_symbols>& Notypes() { return notypes_; }
+  const std::vector<ElfSymbol>& Symbols() const { return symbols_; }
+  const std::vector<ElfSection>& Sections() const { return sections_; }
+
+  // Diagnostic listing of headers, sections and symbols.
+  void DumpAll(FILE* out);
+
+ private:
+  void Reset();
+  bool ParseHeaders();
+  void BldFcnSymList();
+  void BldObjSymList();
+  uint32_t CountPackets(uint32_t start, uint32_t size, uint16_t section) const;
+  bool ReadInitialWord(uint32_t start, uint16_t section, uint32_t& word) const;
+  const char* StringAt(uint32_t tableOffset, uint32_t tableSize, uint32_t index) const;
+  const ElfSection* FindSection(std::string_view name) const;
+  template <typename Fn>
+  void ForEachRela(const ElfSection& section, Fn&& fn) const;
+
+  std::string lastError_;
+  std::vector<unsigned char> image_;
+  uint16_t fileByteOrder_ = 0;
+  uint16_t hostByteOrder_ = 0;
+  std::vector<ElfSection> sections_;
+  std::vector<ElfSymbol> symbols_;
+  bool symtabFound_ = false;
+  std::vector<ElfSymbol> dynSymbols_;
+  std::vector<fcn_symbols> functions_;
+  std::vector<fcn_symbols> dynFunctions_;
+  std::vector<obj_symbols> objects_;
+  std::vector<obj_symbols> notypes_;
+  std::vector<const char*> fileNames_;
+  std::vector<char> stringBuffer_;  // NUL-terminated copies of all names
+  std::map<uint32_t, fcn_symbols*> relocations_[3];
+  std::map<std::string, size_t, std::less<>> nameIndex_;
+};

@@ -1,0 +1,260 @@
+// The program object: settings from the command line, the source-tree scan,
+// both assembly passes, the disassembly parser, the toolchain and library
+// stages and the pipeline that runs them. Members are defined in one file per
+// concern, in the folder of the subsystem that owns them.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "database/AssemblyData.h"
+
+// One cached statement (source statement or listing segment).
+struct ProcessedSourceLine {
+  std::string lineText;
+  std::string token1;
+  std::string token2;
+  std::string token3;
+  std::string token4;
+  std::string lowerToken1;
+  std::string lowerToken2;
+  std::string lowerToken3;
+  // Filled only by the listing classifier.
+  std::string token5;
+  std::string lineLabel;
+  std::string packetAddress;
+  std::string currentLine;
+  std::string relocation;
+};
+
+// Library file taking part in a whole-archive link.
+struct __LibAttr {
+  std::string name;     // file name, e.g. libc.a
+  std::string path;     // full path answered by the compiler driver
+  std::string disPath;  // listing of the linked object
+  std::string objPath;  // linked relocatable object
+};
+
+// Ordered list of distinct names with constant-time membership.
+class NameList {
+ public:
+  bool Insert(std::string_view name);  // false when already present
+  bool Contains(std::string_view name) const;
+  bool Remove(std::string_view name);  // false when absent
+  void Clear();
+  const std::vector<std::string>& Items() const { return items_; }
+  size_t size() const { return items_.size(); }
+
+ private:
+  std::vector<std::string> items_;
+  std::unordered_set<std::string, TransparentStringHash, std::equal_to<>> index_;
+};
+
+enum SectionState : int { SectionText = 0, SectionData = 1, SectionInitFini = 2, SectionMacro = 3, SectionStart = 4 };
+
+// Name lists of the parser.
+enum : int { ListWeak = 0, ListGlobal = 1, ListFalseFunction = 2, ListFuncSize = 3, ListObjSize = 4 };
+
+class FileParser : public AssemblyData {
+ public:
+  FileParser();
+  ~FileParser() override;
+
+  // ---- Pipeline ----------------------------------------------------------
+  int ProcessAll();
+  int RunTestMode();
+  void RemoveTemporaryFiles();
+
+  // ---- Name lists and per-function state ---------------------------------
+  int InsertListItem(std::string_view name, int list);
+  int DoesListItemExist(std::string_view name, int list) const;
+  int RemoveFromList(std::string_view name, int list);
+  int DeleteList(int list);
+  int GetItemScope(std::string_view name) const;
+  int DuplicateAttributes(__func_attr* target, const __func_attr* source);
+  int ClearCurrentFunction();
+  int AddToStack(int32_t bytes);
+
+  // ---- Source tree scan --------------------------------------------------
+  int ProcessSourceDirectories();
+  int ScanDirectory(std::string path, int mode);
+  int CheckForTargetFile(const char* name, const std::string& fullPath, int mode);
+  static bool IsAssemblyFile(const char* name);
+  int InsertPathItem(const std::string& path, int mode);
+  int ParseSourceFiles();
+  std::string FindFile(const std::string& name);
+  static std::string FindRelativeFile(const std::string& base, const std::vector<std::string>& dirs,
+                                      const std::string& name);
+  static std::string CheckPathEnd(std::string& path);
+  static std::string ExtractPath(const std::string& path);
+  static std::string ExtractNameFromPath(const std::string& path);
+
+  // ---- Statements, tokens, line cache ------------------------------------
+  bool SourceLineHasKeywords();
+  void UpdateLineCache();
+  void ClearLineCache();
+  int FindTextSection(FILE* stream);
+  const ProcessedSourceLine& CachedLine(size_t index) const;  // 0 = newest
+  size_t LineCacheSize() const { return lineCacheCount_; }
+
+  // ---- Pass 1 --------------------------------------------------------------
+  int ParseAssemblyFile(const std::string& path, int pass);
+  int ProcessKeywordsPass1(const std::string& file);
+  int CreateFunction(const std::string& name, const std::string& file);
+  int CreateObject(const std::string& name, const std::string& file, const std::string& size);
+  int SetCurrentFunction(const std::string& name, const std::string& file);
+  static bool IsLabel(const std::string& name);
+  int HandleCommon(const std::string& file);
+  int HandleLCommon(const std::string& file);
+  int HandleSpace(const std::string& file);
+  int SetMemorySize(const std::string& file);
+  int CheckFunctionList(const std::string& file);
+  int CheckObjectList(const std::string& file);
+  void EndCurrentFunction();
+
+  // ---- Pass 2 --------------------------------------------------------------
+  int ProcessKeywordsPass2(const std::string& file);
+  int HandleAllocframe(const std::string& line, const std::string& file);
+  int HandleR29Line(const std::string& line, const std::string& file, int mode);
+  int CalculateRegisterValue(const std::string& reg, int32_t& value);
+  int HandleCall(std::string name, const std::string& file, int addressOnly);
+  int HandleJump(std::string target, const std::string& file);
+  int HandleIndirectCall(const std::string& token, const std::string& file);
+  int HandleHiWord(const std::string& line, const std::string& file);
+  int HandleConstantExtender(const std::string& line, const std::string& file);
+  static void StripPlt(std::string& name);
+  __func_attr* FindFunction(const std::string& name, const std::string& qualifier);
+  __mem_attr* FindMemoryObject(const std::string& name, const std::string& qualifier);
+
+  // ---- Aid files and roots -----------------------------------------------
+  int ProcessAidFile(const std::string& path);
+  int AidLineHasKeywords(char* line);
+  int ProcessAidFileSingleLine();
+  int ProcessUserDefinedRootFile();
+
+  // ---- Disassembly listings ----------------------------------------------
+  int ParseDisassembledElfFile(const std::string& path);
+  int DisAsmLineHasKeywords();
+  int DisAsmLineHasKeywords2();
+  int ProcessKeywordsDisassembly();
+  int SetCurrentDisAsmFunction(std::string name, std::string address);
+  void ClearCurrentDisAsmFunction();
+  int HandleAllocframe2(const std::string& token);
+  int HandleR29Line2(const std::string& line);
+  int HandleDisAsmCall(std::string name, const std::string& address, int computed);
+  int HandleJump2(std::string name, const std::string& address);
+  int GetCallNameAddress(const std::string& target, const std::string& nameToken,
+                         std::string& name, std::string& address);
+  static std::string MakeAddress(const std::string& token);
+  static std::string MakeAddress(const std::string& base, const std::string& offset);
+  int ResolveAliases(__func_attr* record);
+
+  // ---- Computed calls ----------------------------------------------------
+  int HandleIndirectCall3(uint32_t value);
+  int HandleConstantExtender2(const std::string& token);
+  int HandleIndirectCallByAddress(const std::string& line);
+  int HandleSDataCall(const std::string& token);
+  int HandleTextCall(const std::string& token);
+  int HandlePcRelCall(const std::string& token);
+
+  // ---- Toolchain ---------------------------------------------------------
+  int detectTools();
+  std::string RunTool(const std::string& command);
+  std::string RunObjDump(const std::string& tool, const std::string& input,
+                         const std::string& output);
+  int CreateDisassemblyFile(const std::string& image, std::string& disFile);
+  int CreateDisassemblyFile(__LibAttr& library);
+
+  // ---- Libraries and filter functions -------------------------------------
+  int PreProcessLibraries();
+  int ScanLibDirectories();
+  int AddDinkumwareLibs();
+  int FindLibrary(__LibAttr& library);
+  __LibAttr* AddStaticLib(const std::string& name);
+  int AddLibsToStaticVector();
+  int PreProcessStaticLibs(const std::string& output);
+  int AddLibObjectToMaps(const std::string& objectPath);
+  int PreProcessDynamicLibs();
+  int ParseStaticLibs();
+  int ParseDynamicLibs();
+  int AddAllFilterFunctions(const std::string& outputDirectory);
+  int AddFilterFunctions(const std::string& objectPath);
+  __func_attr* CreateFilterFuncItem(const std::string& key, const std::string& name);
+  __func_attr* FindFilterFuncItem(std::string_view name) const;
+  static std::string getArchitectureFromLibPath(const std::string& path);
+
+  // ---- Settings from the command line --------------------------------------
+  std::vector<std::string> sourceFolders;
+  std::vector<std::string> aidFiles;
+  std::string elfFile;
+  std::string rootFile;
+  std::string outputDir = "./";
+  std::string compilerSwitches;
+  int32_t expectedTestResult = 0;
+  bool expectedTestResultSet = false;
+
+  // ---- Toolchain ---------------------------------------------------------
+  std::string compilerPath;
+  std::string linkerPath;
+  std::string objdumpPath;
+  int32_t objdumpKind = 0;
+  std::string architecture;
+
+  // Temporary files of the run, removed at its end.
+  std::string disassemblyFile;
+  std::string libraryObjectFile;
+  std::string libraryListingFile;
+
+  // ---- Libraries -----------------------------------------------------------
+  std::vector<std::string> libDirectories;
+  std::vector<__LibAttr> staticLibs;
+
+  // ---- Scan ----------------------------------------------------------------
+  std::map<std::string, int> pathMap;
+  std::map<std::string, int> archiveMap;
+
+  // ---- Reading state -------------------------------------------------------
+  static constexpr size_t kLineBufferSize = 1024;
+  int lineNumber = 0;
+  int sectionState = SectionText;
+  int syntaxMode = 0;
+  std::string currentSourceFile;  // from .file
+  ProcessedSourceLine current;    // fields of the statement being handled
+
+  // Current function state.
+  __func_attr* currentFunction = nullptr;
+  __mem_attr* currentObject = nullptr;
+  bool functionEnded = false;
+  bool foreignFunction = false;
+  bool objectSized = false;
+
+  // Listing state.
+  std::string pendingFunction;
+  bool skipFunction = false;
+  bool hasFuncRelocations = false;
+  int32_t lineCount = 0;
+  struct RegisterValue {
+    uint32_t value = 0;
+    bool lowKnown = false;
+    bool highKnown = false;
+  };
+  RegisterValue registerTable[32];
+
+  // Aid-file tokens.
+  std::string aidTokens[4];
+  int aidTokenCount = 0;
+  int aidLineCounter = 0;
+
+  NameList nameLists[5];
+
+ private:
+  static constexpr size_t kLineCacheSize = 20;
+  ProcessedSourceLine lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
+  size_t lineCacheHead_ = 0;
+  size_t lineCacheCount_ = 0;
+};

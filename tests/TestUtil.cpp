@@ -1,0 +1,105 @@
+#include "TestUtil.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace testutil {
+
+TempDir::TempDir() {
+  std::string pattern = (fs::temp_directory_path() / "valdrin-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  path_ = pattern;
+}
+
+TempDir::~TempDir() {
+  std::error_code ignored;
+  // Folders made unreadable by a test must become removable again.
+  for (auto it = fs::recursive_directory_iterator(path_, fs::directory_options::skip_permission_denied, ignored);
+       it != fs::recursive_directory_iterator(); it.increment(ignored)) {
+    fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+  }
+  fs::remove_all(path_, ignored);
+}
+
+namespace {
+std::string Quote(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) {
+    if (c == '\'') quoted += "'\\''";
+    else quoted += c;
+  }
+  return quoted + "'";
+}
+}  // namespace
+
+RunResult RunCommand(const std::string& command, const std::string& cwd) {
+  std::string full = cwd.empty() ? command : "cd " + Quote(cwd) + " && " + command;
+  RunResult result;
+  FILE* pipe = popen(full.c_str(), "r");
+  if (pipe == nullptr) return result;
+  char buffer[65536];
+  size_t n;
+  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) result.out.append(buffer, n);
+  int status = pclose(pipe);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  else if (WIFSIGNALED(status)) result.status = 128 + WTERMSIG(status);
+  return result;
+}
+
+RunResult RunAnalyser(const std::vector<std::string>& args, const std::string& cwd,
+                      bool withToolchain) {
+  std::string command;
+  if (withToolchain) {
+    command = "PATH=" + Quote(ToolchainDir()) + ":\"$PATH\" ";
+  } else {
+    command = "PATH=/usr/bin:/bin ";
+  }
+  command += Quote(AnalyserBinary());
+  for (const std::string& arg : args) command += " " + Quote(arg);
+  return RunCommand(command, cwd);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+  fs::path p(path);
+  if (p.has_parent_path()) fs::create_directories(p.parent_path());
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+}
+
+bool FileExists(const std::string& path) { return fs::exists(path); }
+
+void MakeDirs(const std::string& path) { fs::create_directories(path); }
+
+void Copy(const std::string& from, const std::string& to) {
+  fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
+
+std::string DataPath(const std::string& relative) { return std::string(TEST_DATA_DIR) + "/" + relative; }
+std::string AnalyserBinary() { return ANALYSER_BINARY; }
+std::string ToolchainDir() { return TEST_TOOLCHAIN_DIR; }
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::string line;
+  std::istringstream in(text);
+  while (std::getline(in, line)) lines.push_back(line);
+  return lines;
+}
+
+}  // namespace testutil

@@ -1,0 +1,50 @@
+// Helpers shared by the tests: temporary folders, files, running the built
+// analyser and capturing what it prints.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace testutil {
+
+// A fresh folder under the system temporary directory, removed on exit.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+struct RunResult {
+  std::string out;  // standard output
+  int status = -1;  // exit status, or 128 + signal
+};
+
+// Runs the analyser with the given arguments in the given folder. The
+// stand-in toolchain is put first on PATH unless withToolchain is false.
+RunResult RunAnalyser(const std::vector<std::string>& args, const std::string& cwd = "",
+                      bool withToolchain = true);
+// Runs any command line through the shell and captures its output.
+RunResult RunCommand(const std::string& command, const std::string& cwd = "");
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& content);
+bool FileExists(const std::string& path);
+void MakeDirs(const std::string& path);
+// Copies a file or a folder tree.
+void Copy(const std::string& from, const std::string& to);
+
+std::string DataPath(const std::string& relative);
+std::string AnalyserBinary();
+std::string ToolchainDir();
+
+// The lines of a text, without their newlines.
+std::vector<std::string> Lines(const std::string& text);
+
+}  // namespace testutil
