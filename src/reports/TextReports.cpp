@@ -83,8 +83,8 @@ int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
     for (const std::string& name : record->callList) {
       const __func_attr* callee = FindFuncItem(name);
       if (callee == nullptr) continue;
-      std::fprintf(file, "                  %-35s %4d, %s\n", callee->Name.c_str(), callee->CumStack,
-                   branch);
+      std::fprintf(file, "                  %-35s %4d, %s\n", callee->Name.c_str(),
+                   callee->CumStack, branch);
     }
   }
   std::fputs("\n", file);

@@ -3,7 +3,7 @@
 
 #include <chrono>
 #include <climits>
-#include <cstdio>
+#include <tuple>
 
 #include "database/AssemblyData.h"
 
@@ -25,6 +25,11 @@ std::string Resolve(AssemblyData& db) {
   return testing::internal::GetCapturedStdout();
 }
 
+// CumStack, CumUserStack, BranchType, Recursion.
+std::tuple<int, int, int, int> Result(const __func_attr* f) {
+  return {f->CumStack, f->CumUserStack, f->BranchType, f->Recursion};
+}
+
 TEST(StackResolution, SumsAlongTheDeepestCallee) {
   AssemblyData db;
   __func_attr* leaf = Fn(db, "leaf", 16);
@@ -43,25 +48,19 @@ TEST(StackResolution, SumsAlongTheDeepestCallee) {
   __func_attr* huge = Fn(db, "huge", INT32_MAX, {"leaf"});
 
   EXPECT_EQ(Resolve(db), "Error: Call list item nowhere not found.\n");
-  EXPECT_EQ(leaf->CumStack, 16);
-  EXPECT_EQ(leaf->CumUserStack, 16);
-  EXPECT_EQ(leaf->BranchType, Closed);
-  EXPECT_EQ(leaf->Recursion, 1);
-  EXPECT_EQ(main->CumStack, 72);
-  EXPECT_EQ(main->CumUserStack, 72);
-  EXPECT_EQ(user->CumStack, 108);
-  EXPECT_EQ(user->CumUserStack, 24);
-  EXPECT_EQ(flt->CumStack, 100);
-  EXPECT_EQ(flt->CumUserStack, 0);
-  EXPECT_EQ(ext->BranchType, Undetermined);
-  EXPECT_EQ(caller->BranchType, Undetermined);
+  EXPECT_EQ(Result(leaf), std::make_tuple(16, 16, Closed, 1));
+  EXPECT_EQ(Result(main), std::make_tuple(72, 72, Closed, 1));
+  EXPECT_EQ(Result(user), std::make_tuple(108, 24, Closed, 1));
+  EXPECT_EQ(Result(flt), std::make_tuple(100, 0, Closed, 1));
+  EXPECT_EQ(Result(ext), std::make_tuple(0, 0, Undetermined, 1));
+  EXPECT_EQ(Result(caller), std::make_tuple(4, 4, Undetermined, 1));
   EXPECT_EQ(huge->CumStack, INT32_MIN + 15);  // wraps instead of overflowing
 
   // Equal cumulative stacks come out of the size map in key order.
   std::vector<std::string> order;
   for (const auto& [stack, f] : db.sizeMap) order.push_back(f->Key);
-  EXPECT_EQ(order, (std::vector<std::string>{"user", "flt", "main", "b", "a", "c", "leaf", "caller",
-                                             "ext", "huge"}));
+  EXPECT_EQ(order, (std::vector<std::string>{"user", "flt", "main", "b", "a", "c", "leaf",
+                                             "caller", "ext", "huge"}));
 }
 
 TEST(StackResolution, RecursionIsMarkedUpwardsEvenWithoutWarnings) {
@@ -72,15 +71,11 @@ TEST(StackResolution, RecursionIsMarkedUpwardsEvenWithoutWarnings) {
   __func_attr* b = Fn(db, "b", 20, {"a"});
   __func_attr* self = Fn(db, "self", 8, {"self"});
   EXPECT_EQ(Resolve(db), "");
-  for (const __func_attr* f : {top, a, b, self}) {
-    EXPECT_EQ(f->Recursion, 2) << f->Name;
-    EXPECT_EQ(f->BranchType, Recursive) << f->Name;
-  }
-  // The back edge sees its target's sum as it stands: once around the cycle.
-  EXPECT_EQ(b->CumStack, 20);
-  EXPECT_EQ(a->CumStack, 30);
-  EXPECT_EQ(top->CumStack, 34);
-  EXPECT_EQ(self->CumStack, 8);
+  // A back edge sees its target's sum as it stands: once around the cycle.
+  EXPECT_EQ(Result(b), std::make_tuple(20, 20, Recursive, 2));
+  EXPECT_EQ(Result(a), std::make_tuple(30, 30, Recursive, 2));
+  EXPECT_EQ(Result(top), std::make_tuple(34, 34, Recursive, 2));
+  EXPECT_EQ(Result(self), std::make_tuple(8, 8, Recursive, 2));
 }
 
 TEST(StackResolution, RecursionWarningNamesTheFunctionReachedAgain) {
@@ -103,30 +98,23 @@ TEST(StackResolution, RecursionWarningNamesTheFunctionReachedAgain) {
 TEST(StackResolution, DeepChainsAndLargeGraphsStayFast) {
   AssemblyData db;
   const int depth = 500000;
-  char name[16], next[16];
-  for (int i = 0; i < depth; ++i) {
-    std::snprintf(name, sizeof name, "f%06d", i);
-    std::snprintf(next, sizeof next, "f%06d", i + 1);
-    __func_attr* f = db.CreateFuncAttr(name, name);
-    f->Stack = 1;
-    if (i + 1 < depth) db.InsertCallListItem(f, next);
+  for (int i = depth - 1; i >= 0; --i) {
+    __func_attr* f = Fn(db, "f" + std::to_string(1000000 + i), 1);
+    if (i + 1 < depth) db.InsertCallListItem(f, "f" + std::to_string(1000000 + i + 1));
   }
   db.ProcessAssemblyObject();
-  EXPECT_EQ(db.FindFuncItem("f000000")->CumStack, depth);
+  EXPECT_EQ(db.FindFuncItem("f1000000")->CumStack, depth);
 
   // A million edges, full of cycles.
   AssemblyData graph;
   graph.warnRecursion = false;
-  const int nodes = 100000;
+  const uint32_t nodes = 100000;
   uint32_t seed = 12345;
-  for (int i = 0; i < nodes; ++i) {
-    std::snprintf(name, sizeof name, "g%06d", i);
-    __func_attr* f = graph.CreateFuncAttr(name, name);
-    f->Stack = i % 64;
+  for (uint32_t i = 0; i < nodes; ++i) {
+    __func_attr* f = Fn(graph, std::to_string(i), i % 64);
     for (int e = 0; e < 10; ++e) {
       seed = seed * 1103515245u + 12345u;
-      std::snprintf(next, sizeof next, "g%06u", (seed >> 8) % nodes);
-      graph.InsertCallListItem(f, next);
+      graph.InsertCallListItem(f, std::to_string((seed >> 8) % nodes));
     }
   }
   auto start = std::chrono::steady_clock::now();
@@ -136,7 +124,7 @@ TEST(StackResolution, DeepChainsAndLargeGraphsStayFast) {
 #ifdef NDEBUG
   EXPECT_LT(seconds, 1.0);  // optimised builds only
 #endif
-  EXPECT_EQ(graph.sizeMap.size(), static_cast<size_t>(nodes));
+  EXPECT_EQ(graph.sizeMap.size(), nodes);
 }
 
 }  // namespace

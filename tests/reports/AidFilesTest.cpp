@@ -51,24 +51,21 @@ TEST(AidFiles, RecordsOfARun) {
 
   std::string functions = ReadFile(dir / "out/VA_FunctionList.xml");
   EXPECT_TRUE(Contains(functions,
-                       "<node root = \"1\">\n\t<Key>foo</Key>\n\t<Name>foo</Name>\n"
-                       "\t<Mangled>foo</Mangled>\n\t<Path>From aiding file</Path>\n"
-                       "\t<Stack>64</Stack>\n\t<CumStack>64</CumStack>\n"
-                       "\t<CumUserStack>64</CumUserStack>\n\t<Status>1</Status>\n"
-                       "\t<Scope>1</Scope>\n\t<Branch>0</Branch>\n\t<HasParent>0</HasParent>\n"
-                       "\t<HasPtrFunc>0</HasPtrFunc>\n\t<CodeSize>-1</CodeSize>\n"
-                       "\t<Used>0</Used>\n\t<IsAid>1</IsAid>\n\t\t<CallList>\n\t\t</CallList>\n"
-                       "</node>\n"));
-  EXPECT_TRUE(Contains(functions, "<Key>bar2</Key>\n\t<Name>bar2</Name>\n\t<Mangled>bar2</Mangled>"
-                                  "\n\t<Path>From aiding file</Path>\n\t<Stack>16</Stack>"));
+                       "<Key>foo</Key>\n\t<Name>foo</Name>\n\t<Mangled>foo</Mangled>\n"
+                       "\t<Path>From aiding file</Path>\n\t<Stack>64</Stack>\n"
+                       "\t<CumStack>64</CumStack>\n\t<CumUserStack>64</CumUserStack>\n"
+                       "\t<Status>1</Status>\n\t<Scope>1</Scope>\n\t<Branch>0</Branch>\n"));
+  EXPECT_TRUE(Contains(functions, "<Mangled>bar2</Mangled>\n\t<Path>From aiding file</Path>\n"
+                                  "\t<Stack>16</Stack>\n\t<CumStack>16</CumStack>\n"
+                                  "\t<CumUserStack>16</CumUserStack>\n\t<Status>1</Status>\n"
+                                  "\t<Scope>2</Scope>\n"));
   EXPECT_TRUE(Contains(functions, "<Key>baz</Key>"));
   EXPECT_FALSE(Contains(functions, "<Key>x</Key>"));
   EXPECT_FALSE(Contains(functions, "<Key>pre</Key>"));  // a preset, not a record
   EXPECT_TRUE(Contains(ReadFile(dir / "out/VA_MemoryList.xml"),
-                       "\t<memory>\n\t\t<Key>buf</Key>\n\t\t<Name>buf</Name>\n"
-                       "\t\t<Mangled>buf</Mangled>\n\t\t<Path>From aiding file</Path>\n"
-                       "\t\t<Size>100</Size>\n\t\t<Used>0</Used>\n\t\t<IsAid>1</IsAid>\n"
-                       "\t\t<Scope>1</Scope>\n\t</memory>\n"));
+                       "<Key>buf</Key>\n\t\t<Name>buf</Name>\n\t\t<Mangled>buf</Mangled>\n"
+                       "\t\t<Path>From aiding file</Path>\n\t\t<Size>100</Size>\n"
+                       "\t\t<Used>0</Used>\n\t\t<IsAid>1</IsAid>\n\t\t<Scope>1</Scope>\n"));
 }
 
 TEST(AidFiles, RejectedLinesStopTheRun) {

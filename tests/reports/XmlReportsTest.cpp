@@ -68,46 +68,39 @@ TEST(XmlReports, EscapingRootsAndModules) {
 }
 
 TEST(XmlReports, WarningListsTakeTheLeadingRunOfTheirType) {
-  testutil::TempDir dir;
   AssemblyData db;
-  const std::string empty = "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n\n</WarningList>\n";
-  testing::internal::CaptureStdout();
-  db.DumpFWarningList(dir.path() + "/");
-  EXPECT_EQ(testutil::ReadFile(dir / "VA_FuncWarningList.xml"), empty);
+  testutil::TempDir dir;
+  auto list = [&](int type) {
+    testing::internal::CaptureStdout();
+    type == 0 ? db.DumpFWarningList(dir.path() + "/") : db.DumpMWarningList(dir.path() + "/");
+    testing::internal::GetCapturedStdout();
+    return testutil::ReadFile(dir /
+                              (type == 0 ? "VA_FuncWarningList.xml" : "VA_MemWarningList.xml"));
+  };
+  const std::string head = "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n";
+  const std::string tail = "\n</WarningList>\n";
+  EXPECT_EQ(list(0), head + tail);
 
-  _Warnings fn;
-  fn.Key = "foo";
-  fn.Path = "src/a.s";
-  fn.Message = "41: Warning: Missing @function declaration for foo in file src/a.s";
-  fn.LineNum = 12;
-  fn.CodeLine = "foo:";
-  _Warnings mem = fn;
-  mem.Type = 1;
-  mem.Key = "a<b>&";
-  mem.CodeLine = "x<y";
-  mem.File2 = "src/b.s";
+  _Warnings fn{"foo", "src/a.s", "",
+               "41: Warning: Missing @function declaration for foo in file src/a.s", 12, 0, "foo:",
+               ""};
+  _Warnings mem{"a<b>&", "src/b.s", "", "m", -1, 1, "x<y", "src/c.s"};
   db.warnings = {fn, mem};
-  db.DumpFWarningList(dir.path() + "/");
-  db.DumpMWarningList(dir.path() + "/");
-  EXPECT_EQ(testutil::ReadFile(dir / "VA_FuncWarningList.xml"),
-            "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n<Warning>\n\t<Type>0</Type>\n"
-            "\t<Message>41: Warning: Missing @function declaration for foo in file src/a.s"
-            "</Message>\n\t<Key>foo</Key>\n\t<Path>src/a.s</Path>\n\t<Code></Code>\n"
-            "\t<LineNum>12</LineNum>\n\t<CodeLine>foo:</CodeLine>\n\t<File2></File2>\n"
-            "</Warning>\n\n</WarningList>\n");
-  EXPECT_EQ(testutil::ReadFile(dir / "VA_MemWarningList.xml"), empty);
+  EXPECT_EQ(list(0), head +
+                         "<Warning>\n\t<Type>0</Type>\n"
+                         "\t<Message>41: Warning: Missing @function declaration for foo in file "
+                         "src/a.s</Message>\n\t<Key>foo</Key>\n\t<Path>src/a.s</Path>\n"
+                         "\t<Code></Code>\n\t<LineNum>12</LineNum>\n\t<CodeLine>foo:</CodeLine>\n"
+                         "\t<File2></File2>\n</Warning>\n" + tail);
+  EXPECT_EQ(list(1), head + tail);
 
   db.warnings = {mem, fn, mem};
-  db.DumpFWarningList(dir.path() + "/");
-  db.DumpMWarningList(dir.path() + "/");
-  testing::internal::GetCapturedStdout();
-  EXPECT_EQ(testutil::ReadFile(dir / "VA_FuncWarningList.xml"), empty);
-  std::string memList = testutil::ReadFile(dir / "VA_MemWarningList.xml");
-  EXPECT_NE(memList.find("\t<Key>a&lt;b&gt;&amp;</Key>\n\t<Path>src/a.s</Path>\n"),
-            std::string::npos);
-  EXPECT_NE(memList.find("\t<CodeLine>x&lt;y</CodeLine>\n\t<File2>src/b.s</File2>\n</Warning>\n\n<"),
-            std::string::npos);
-  EXPECT_EQ(memList.find("<Warning>"), memList.rfind("<Warning>"));  // only the leading entry
+  EXPECT_EQ(list(0), head + tail);
+  EXPECT_EQ(list(1), head +
+                         "<Warning>\n\t<Type>1</Type>\n\t<Message>m</Message>\n"
+                         "\t<Key>a&lt;b&gt;&amp;</Key>\n\t<Path>src/b.s</Path>\n\t<Code></Code>\n"
+                         "\t<LineNum>-1</LineNum>\n\t<CodeLine>x&lt;y</CodeLine>\n"
+                         "\t<File2>src/c.s</File2>\n</Warning>\n" + tail);
 }
 
 }  // namespace
