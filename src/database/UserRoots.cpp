@@ -1,6 +1,7 @@
 // User-defined roots: the entry points named in the --rootfile, grouped into
 // modules, for which the reports give call paths and module lists.
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 
@@ -30,7 +31,9 @@ int AssemblyData::IsUserDefinedRoot(const __func_attr* record) const {
 int FileParser::ProcessUserDefinedRootFile() {
   if (rootFile.empty()) return 0;
   std::unique_ptr<FILE, FileCloser> file(std::fopen(rootFile.c_str(), "r"));
-  if (!file) {
+  // A folder opens like an empty file; it is no root file either.
+  std::error_code ignored;
+  if (!file || std::filesystem::is_directory(rootFile, ignored)) {
     PRINTS("Error: Cannot open User Defined Root file %s", rootFile, "10: ");
     return -1;
   }

@@ -4,6 +4,7 @@
 // content (binary, one endless line) is read in bounded memory.
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 
@@ -17,7 +18,9 @@ constexpr int32_t kPresetBinding = 3;
 int FileParser::ProcessAidFile(const std::string& path) {
   PRINTS("Processing aid file %s", path, "22: ");
   std::ifstream in(path, std::ios::in | std::ios::binary);
-  if (!in) {
+  // A folder opens like an empty file; it is no aid file either.
+  std::error_code ignored;
+  if (!in || std::filesystem::is_directory(path, ignored)) {
     PRINTS("Error: Cannot open aid file %s\n", path, "10: ");
     return -1;
   }

@@ -50,8 +50,11 @@ TEST(UserRoots, NoFileAndMissingFile) {
   EXPECT_EQ(parser.ProcessUserDefinedRootFile(), 0);
   parser.rootFile = "/nonexistent/roots.txt";
   EXPECT_EQ(parser.ProcessUserDefinedRootFile(), -1);
+  parser.rootFile = "/";
+  EXPECT_EQ(parser.ProcessUserDefinedRootFile(), -1);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Error: Cannot open User Defined Root file /nonexistent/roots.txt\n");
+            "Error: Cannot open User Defined Root file /nonexistent/roots.txt\n"
+            "Error: Cannot open User Defined Root file /\n");
   EXPECT_TRUE(parser.rootMap.empty());
 }
 

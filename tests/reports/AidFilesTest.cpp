@@ -89,6 +89,8 @@ TEST(AidFiles, RejectedLinesStopTheRun) {
   EXPECT_EQ(r.out, "Processing aid file " + dir / "none.aid" + "\nError: Cannot open aid file " +
                        dir / "none.aid" + "\n\n" + aborted);
   EXPECT_EQ(r.status, 255);
+  r = testutil::RunAnalyser({"--folder", dir / "src", "--aidfile", dir / "src"});
+  EXPECT_TRUE(Contains(r.out, "\nError: Cannot open aid file " + dir / "src" + "\n\n"));
 }
 
 TEST(AidFiles, LineLengthsAndOddBytes) {
