@@ -1,8 +1,210 @@
-// STUB: replaced by the stack resolution.
+// Cumulative stack, user share, recursion and branch type of every function,
+// and the size map the reports are sorted by.
+//
+// The depth-first walk keeps its chain on an explicit work stack rather than
+// on the process stack: call chains of generated code can be hundreds of
+// thousands of functions deep. Each frame holds exactly the locals a
+// recursive walk would hold, and the record's Recursion field is the visit
+// state (0 new, 3 on the current chain, 1 done, 2 done and recursive), so the
+// results are those of the plain recursive walk.
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
 #include "database/AssemblyData.h"
-int AssemblyData::ProcessAssemblyObject() { return 0; }
-int AssemblyData::ResolveCumulativeStackUse() { return 0; }
-int AssemblyData::CheckRecursionAndStack(__func_attr*) { return 0; }
-int AssemblyData::InsertSizeItem(int32_t, __func_attr*) { return 0; }
-int AssemblyData::CopyFuncItemsToSizeMap() { return 0; }
-bool AssemblyData::IsFilterFunction(std::string_view) const { return false; }
+
+namespace {
+
+struct WalkFrame {
+  __func_attr* function;
+  std::deque<std::string>::const_iterator next;  // next callee to look at
+  __func_attr* callee;                           // callee whose resolution is pending
+  int32_t maxCum;
+  int32_t maxUser;
+  bool isFilter;
+  bool calleeIsFilter;
+};
+
+// Sums wrap at 32 bits: absurd frame sizes must not overflow a signed int.
+int32_t WrappingAdd(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+// Lookups through the database's own maps, for a single resolution.
+struct MapLookup {
+  const AssemblyData& db;
+  __func_attr* Function(std::string_view key) const { return db.FindFuncItem(key); }
+  bool IsFilter(std::string_view name) const { return db.IsFilterFunction(name); }
+};
+
+// Hash indexes over the maps, built once when every function is resolved:
+// a program of a million calls would otherwise spend most of the walk
+// comparing key strings.
+class IndexLookup {
+ public:
+  explicit IndexLookup(const AssemblyData& db) {
+    functions_.reserve(db.functionMap.size());
+    for (const auto& [key, record] : db.functionMap) functions_.emplace(key, record.get());
+    for (const auto& [key, record] : db.filterFunctionMap) filters_.insert(key);
+  }
+  __func_attr* Function(std::string_view key) const {
+    auto it = functions_.find(key);
+    return it == functions_.end() ? nullptr : it->second;
+  }
+  bool IsFilter(std::string_view name) const {
+    return !filters_.empty() && filters_.count(name) != 0;
+  }
+
+ private:
+  std::unordered_map<std::string_view, __func_attr*> functions_;
+  std::unordered_set<std::string_view> filters_;
+};
+
+// Steps taken on reaching a function: 0 or 1 when it is settled at once
+// (resolved earlier, on the current chain, or a leaf), -1 when its callees
+// must be walked; isFilter is set in that case.
+template <class Lookup>
+int Enter(AssemblyData& db, const Lookup& lookup, __func_attr* f, bool& isFilter) {
+  if (f->Recursion == 1) return 0;
+  if (f->Recursion == 2) return 1;
+  if (f->Recursion == 3) {
+    if (db.warnRecursion) {
+      if (!f->Path.empty()) {
+        db.PrintWarning("Recursion encountered at function %s in file %s", f->UName, f->Path,
+                        "60: ", -1, "");
+      } else {
+        db.PrintWarning("Recursion encountered at function %s", f->UName, f->Path, "60: ", -1, "");
+      }
+    }
+    return 1;
+  }
+  isFilter = lookup.IsFilter(f->Name);
+  if (f->callList.empty()) {
+    f->Recursion = 1;
+    f->CumStack = f->Stack;
+    if (!isFilter) f->CumUserStack = f->Stack;
+    // A leaf never seen keeps what the parsers said about it.
+    if (f->IsFound) f->BranchType = Closed;
+    return 0;
+  }
+  f->Recursion = 3;
+  return -1;
+}
+
+// Folds a resolved callee into its caller's frame.
+void Combine(WalkFrame& frame, int calleeResult) {
+  __func_attr* f = frame.function;
+  const __func_attr* callee = frame.callee;
+  if (calleeResult == 1) {
+    f->Recursion = 2;
+    f->BranchType = Recursive;
+  }
+  if (callee->CumStack > frame.maxCum) frame.maxCum = callee->CumStack;
+  if (!frame.calleeIsFilter && callee->CumUserStack > frame.maxUser) {
+    frame.maxUser = callee->CumUserStack;
+  }
+  if (callee->BranchType > f->BranchType) f->BranchType = callee->BranchType;
+  frame.callee = nullptr;
+}
+
+template <class Lookup>
+int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain) {
+  bool rootIsFilter = false;
+  int result = Enter(db, lookup, root, rootIsFilter);
+  if (result >= 0) return result;
+
+  chain.clear();
+  chain.push_back({root, root->callList.begin(), nullptr, 0, 0, rootIsFilter, false});
+  while (!chain.empty()) {
+    WalkFrame& frame = chain.back();
+    if (frame.callee != nullptr) Combine(frame, result);
+
+    __func_attr* f = frame.function;
+    __func_attr* descendInto = nullptr;
+    bool descendIsFilter = false;
+    while (frame.next != f->callList.end()) {
+      const std::string& name = *frame.next;
+      ++frame.next;
+      __func_attr* callee = lookup.Function(name);
+      // Inside a filter function every callee counts toward the user share.
+      bool calleeIsFilter = !frame.isFilter && lookup.IsFilter(name);
+      if (callee == nullptr) {
+        db.PRINTS("Error: Call list item %s not found.", name, "12: ");
+        continue;
+      }
+      frame.callee = callee;
+      frame.calleeIsFilter = calleeIsFilter;
+      int calleeResult = Enter(db, lookup, callee, descendIsFilter);
+      if (calleeResult < 0) {
+        descendInto = callee;
+        break;
+      }
+      Combine(frame, calleeResult);
+    }
+    if (descendInto != nullptr) {
+      // push_back may move the frames; frame is not used after this.
+      chain.push_back({descendInto, descendInto->callList.begin(), nullptr, 0, 0, descendIsFilter,
+                       false});
+      continue;
+    }
+
+    f->CumStack = WrappingAdd(frame.maxCum, f->Stack);
+    if (!frame.isFilter) f->CumUserStack = WrappingAdd(frame.maxUser, f->Stack);
+    if (f->Recursion == 2) {
+      result = 1;
+    } else {
+      f->Recursion = 1;
+      result = 0;
+    }
+    chain.pop_back();
+  }
+  return result;
+}
+
+}  // namespace
+
+bool AssemblyData::IsFilterFunction(std::string_view name) const {
+  return filterFunctionMap.find(name) != filterFunctionMap.end();
+}
+
+int AssemblyData::InsertSizeItem(int32_t stack, __func_attr* record) {
+  // A multimap insertion goes behind equal keys, so ties keep insertion order.
+  sizeMap.emplace(stack, record);
+  return 0;
+}
+
+int AssemblyData::CopyFuncItemsToSizeMap() {
+  // The map only points to records; entries of an earlier resolution (test
+  // mode resolves twice) may point to records that no longer exist.
+  sizeMap.clear();
+  for (auto& [key, record] : functionMap) {
+    if (InsertSizeItem(record->CumStack, record.get()) != 0) {
+      PRINT("Error: Insert to into size map failed.", "11: ");
+    }
+  }
+  return 0;
+}
+
+int AssemblyData::CheckRecursionAndStack(__func_attr* record) {
+  if (record == nullptr) return 0;
+  std::vector<WalkFrame> chain;
+  return Walk(*this, MapLookup{*this}, record, chain);
+}
+
+int AssemblyData::ResolveCumulativeStackUse() {
+  // Roots are taken in key order, which decides which function of a cycle
+  // the recursion warning names.
+  IndexLookup lookup(*this);
+  std::vector<WalkFrame> chain;
+  for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain);
+  return 0;
+}
+
+int AssemblyData::ProcessAssemblyObject() {
+  ResolveCumulativeStackUse();
+  CopyFuncItemsToSizeMap();
+  return 0;
+}

@@ -1,10 +1,156 @@
-// STUB: replaced by the XML reports.
+// The XML report family read by the graphical front end: functions, data
+// objects and the two warning lists. Written with plain fprintf; only the
+// fields the front end displays as text are escaped.
+#include <algorithm>
+#include <cstdio>
+
 #include "database/AssemblyData.h"
-int AssemblyData::DumpFunctionList(const std::string&) { return 0; }
-int AssemblyData::DumpMemoryList(const std::string&) { return 0; }
-int AssemblyData::DumpFWarningList(const std::string&) { return 0; }
-int AssemblyData::DumpMWarningList(const std::string&) { return 0; }
-int AssemblyData::DumpFunctionNode(const __func_attr*, FILE*) { return 0; }
-int AssemblyData::DumpMemoryObject(const __mem_attr*, FILE*) { return 0; }
-int AssemblyData::DumpModuleList(const __func_attr*, FILE*) { return 0; }
-std::string AssemblyData::TranslateForXML(const std::string& text) { return text; }
+
+namespace {
+
+void WriteHeader(FILE* file, const char* root) {
+  std::fprintf(file, "<?xml version=\"1.0\"?>\n\n<%s>\n\n", root);
+}
+
+void WriteFooter(FILE* file, const char* root) { std::fprintf(file, "\n</%s>\n", root); }
+
+void WriteWarning(FILE* file, const _Warnings& warning) {
+  std::fputs("<Warning>\n", file);
+  std::fprintf(file, "\t<Type>%d</Type>\n", warning.Type);
+  std::fprintf(file, "\t<Message>%s</Message>\n", warning.Message.c_str());
+  std::fprintf(file, "\t<Key>%s</Key>\n", AssemblyData::TranslateForXML(warning.Key).c_str());
+  std::fprintf(file, "\t<Path>%s</Path>\n", warning.Path.c_str());
+  std::fprintf(file, "\t<Code>%s</Code>\n", warning.Code.c_str());
+  std::fprintf(file, "\t<LineNum>%d</LineNum>\n", warning.LineNum);
+  std::fprintf(file, "\t<CodeLine>%s</CodeLine>\n",
+               AssemblyData::TranslateForXML(warning.CodeLine).c_str());
+  std::fprintf(file, "\t<File2>%s</File2>\n", warning.File2.c_str());
+  std::fputs("</Warning>\n", file);
+}
+
+}  // namespace
+
+std::string AssemblyData::TranslateForXML(const std::string& text) {
+  if (text.find_first_of("<>&") == std::string::npos) return text;
+  // One pass is the same as replacing every "&" first, then "<", then ">":
+  // no inserted entity is ever escaped again.
+  std::string result;
+  result.reserve(text.size() + 16);
+  for (char c : text) {
+    switch (c) {
+      case '&': result += "&amp;"; break;
+      case '<': result += "&lt;"; break;
+      case '>': result += "&gt;"; break;
+      default: result += c; break;
+    }
+  }
+  return result;
+}
+
+int AssemblyData::DumpFunctionList(const std::string& dir) {
+  FILE* file = nullptr;
+  if (OpenReport(dir + FILE_NAME_FLIST, &file) != 0) return -1;
+  WriteHeader(file, "NodeList");
+  for (const auto& [key, record] : functionMap) DumpFunctionNode(record.get(), file);
+  WriteFooter(file, "NodeList");
+  std::fclose(file);
+  return 0;
+}
+
+int AssemblyData::DumpMemoryList(const std::string& dir) {
+  FILE* file = nullptr;
+  if (OpenReport(dir + FILE_NAME_MLIST, &file) != 0) return -1;
+  WriteHeader(file, "MemoryList");
+  for (const auto& [key, record] : memoryMap) DumpMemoryObject(record.get(), file);
+  WriteFooter(file, "MemoryList");
+  std::fclose(file);
+  return 0;
+}
+
+// The warning lists take the leading run of their type only: the front end
+// relies on function warnings being stored before memory warnings.
+int AssemblyData::DumpFWarningList(const std::string& dir) {
+  FILE* file = nullptr;
+  if (OpenReport(dir + FILE_NAME_FWLIST, &file) != 0) return -1;
+  WriteHeader(file, "WarningList");
+  for (const _Warnings& warning : warnings) {
+    if (warning.Type != 0) break;
+    WriteWarning(file, warning);
+  }
+  WriteFooter(file, "WarningList");
+  std::fclose(file);
+  return 0;
+}
+
+int AssemblyData::DumpMWarningList(const std::string& dir) {
+  FILE* file = nullptr;
+  if (OpenReport(dir + FILE_NAME_MWLIST, &file) != 0) return -1;
+  WriteHeader(file, "WarningList");
+  for (const _Warnings& warning : warnings) {
+    if (warning.Type != 1) break;
+    WriteWarning(file, warning);
+  }
+  WriteFooter(file, "WarningList");
+  std::fclose(file);
+  return 0;
+}
+
+int AssemblyData::DumpFunctionNode(const __func_attr* record, FILE* file) {
+  std::fprintf(file, "<node root = \"%d\"", record->HasParent ? 0 : 1);
+  if (IsUserDefinedRoot(record)) std::fputs(" user-root = \"1\"", file);
+  std::fputs(">\n", file);
+  std::fprintf(file, "\t<Key>%s</Key>\n", record->Key.c_str());
+  std::fprintf(file, "\t<Name>%s</Name>\n", TranslateForXML(record->UName).c_str());
+  std::fprintf(file, "\t<Mangled>%s</Mangled>\n", record->Name.c_str());
+  std::fprintf(file, "\t<Path>%s</Path>\n", record->Path.c_str());
+  std::fprintf(file, "\t<Stack>%d</Stack>\n", record->Stack);
+  std::fprintf(file, "\t<CumStack>%d</CumStack>\n", record->CumStack);
+  std::fprintf(file, "\t<CumUserStack>%d</CumUserStack>\n", record->CumUserStack);
+  std::fprintf(file, "\t<Status>%d</Status>\n", record->IsFound ? 1 : 0);
+  std::fprintf(file, "\t<Scope>%d</Scope>\n", record->Scope);
+  std::fprintf(file, "\t<Branch>%d</Branch>\n", record->BranchType);
+  std::fprintf(file, "\t<HasParent>%d</HasParent>\n", record->HasParent ? 1 : 0);
+  std::fprintf(file, "\t<HasPtrFunc>%d</HasPtrFunc>\n", record->HasPtrToFunc ? 1 : 0);
+  std::fprintf(file, "\t<CodeSize>%d</CodeSize>\n", record->CodeSize);
+  std::fprintf(file, "\t<Used>%d</Used>\n", record->IsUsed ? 1 : 0);
+  std::fprintf(file, "\t<IsAid>%d</IsAid>\n", record->IsAidEntry ? 1 : 0);
+  std::fputs("\t\t<CallList>\n", file);
+  for (const std::string& call : record->callList) {
+    std::fprintf(file, "\t\t\t<Call>%s</Call>\n", call.c_str());
+  }
+  std::fputs("\t\t</CallList>\n", file);
+  DumpModuleList(record, file);
+  std::fputs("</node>\n", file);
+  return 0;
+}
+
+int AssemblyData::DumpModuleList(const __func_attr* record, FILE* file) {
+  if (rootMap.empty()) return 0;
+  auto first = rootMap.lower_bound(record->Name);
+  if (first == rootMap.end() || first->first != record->Name) return 0;
+  // The list runs from the function's first entry to the end of the whole
+  // map, entries of later names included; the front end expects it so.
+  bool anyModule = std::any_of(first, rootMap.end(),
+                               [](const auto& entry) { return !entry.second.empty(); });
+  if (!anyModule) return 0;
+  std::fputs("\t<ModuleList>\n", file);
+  for (auto it = first; it != rootMap.end(); ++it) {
+    std::fprintf(file, "\t\t<Module>%s</Module>\n", it->second.c_str());
+  }
+  std::fputs("\t</ModuleList>\n", file);
+  return 0;
+}
+
+int AssemblyData::DumpMemoryObject(const __mem_attr* record, FILE* file) {
+  std::fputs("\t<memory>\n", file);
+  std::fprintf(file, "\t\t<Key>%s</Key>\n", record->Key.c_str());
+  std::fprintf(file, "\t\t<Name>%s</Name>\n", TranslateForXML(record->UName).c_str());
+  std::fprintf(file, "\t\t<Mangled>%s</Mangled>\n", record->Name.c_str());
+  std::fprintf(file, "\t\t<Path>%s</Path>\n", record->Path.c_str());
+  std::fprintf(file, "\t\t<Size>%d</Size>\n", record->Size);
+  std::fprintf(file, "\t\t<Used>%d</Used>\n", record->IsFound);
+  std::fprintf(file, "\t\t<IsAid>%d</IsAid>\n", record->IsAid);
+  std::fprintf(file, "\t\t<Scope>%d</Scope>\n", record->Scope);
+  std::fputs("\t</memory>\n", file);
+  return 0;
+}

@@ -1,0 +1,169 @@
+// Aid files: reading them in a whole run, and writing the database back.
+#include <gtest/gtest.h>
+
+#include "TestUtil.h"
+#include "source/FileParser.h"
+
+namespace {
+
+using testutil::Lines;
+using testutil::ReadFile;
+
+// Runs the analyser on a folder with one empty assembly file and the given
+// aid file; the shipped libcAidFile.txt is read after it.
+testutil::RunResult RunWithAid(const testutil::TempDir& dir, const std::string& content,
+                               bool gui = false) {
+  testutil::WriteFile(dir / "src/empty.s", "");
+  testutil::MakeDirs(dir / "out");
+  testutil::WriteFile(dir / "my.aid", content);
+  std::vector<std::string> args = {"--folder", dir / "src", "--aidfile", dir / "my.aid",
+                                   "--outdir", dir / "out"};
+  if (gui) args.insert(args.begin(), "--gui");
+  return testutil::RunAnalyser(args);
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST(AidFiles, RecordsOfARun) {
+  testutil::TempDir dir;
+  auto r = RunWithAid(dir,
+                      "// a comment\n"
+                      "code foo 64 1\n"
+                      "code;bar2;16;2;\n"
+                      "  code, baz ,32 ,1 extra tokens\r\n"
+                      "code//;x;1;1;\n"
+                      "data;buf;100;1;\n"
+                      "code;pre;16;3;\n"
+                      "\n ;; \n"
+                      "code;foo;1;1;\n"
+                      "data;buf;5;1;\n",
+                      true);
+  EXPECT_EQ(r.status, 0);
+  std::vector<std::string> lines = Lines(r.out);
+  ASSERT_GE(lines.size(), 4u);
+  EXPECT_EQ(lines[0], "22: Processing aid file " + dir / "my.aid");
+  EXPECT_EQ(lines[1], "13: Warning: Func item foo from Aid file already exists");
+  EXPECT_EQ(lines[2], "13: Warning: Mem item buf from Aid file already exists");
+  EXPECT_EQ(lines[3].rfind("22: Processing aid file ", 0), 0u);
+  EXPECT_TRUE(lines[3].ends_with("libcAidFile.txt"));
+
+  std::string functions = ReadFile(dir / "out/VA_FunctionList.xml");
+  EXPECT_TRUE(Contains(functions,
+                       "<Key>foo</Key>\n\t<Name>foo</Name>\n\t<Mangled>foo</Mangled>\n"
+                       "\t<Path>From aiding file</Path>\n\t<Stack>64</Stack>\n"
+                       "\t<CumStack>64</CumStack>\n\t<CumUserStack>64</CumUserStack>\n"
+                       "\t<Status>1</Status>\n\t<Scope>1</Scope>\n\t<Branch>0</Branch>\n"));
+  EXPECT_TRUE(Contains(functions, "<Mangled>bar2</Mangled>\n\t<Path>From aiding file</Path>\n"
+                                  "\t<Stack>16</Stack>\n\t<CumStack>16</CumStack>\n"
+                                  "\t<CumUserStack>16</CumUserStack>\n\t<Status>1</Status>\n"
+                                  "\t<Scope>2</Scope>\n"));
+  EXPECT_TRUE(Contains(functions, "<Key>baz</Key>"));
+  EXPECT_FALSE(Contains(functions, "<Key>x</Key>"));
+  EXPECT_FALSE(Contains(functions, "<Key>pre</Key>"));  // a preset, not a record
+  EXPECT_TRUE(Contains(ReadFile(dir / "out/VA_MemoryList.xml"),
+                       "<Key>buf</Key>\n\t\t<Name>buf</Name>\n\t\t<Mangled>buf</Mangled>\n"
+                       "\t\t<Path>From aiding file</Path>\n\t\t<Size>100</Size>\n"
+                       "\t\t<Used>0</Used>\n\t\t<IsAid>1</IsAid>\n\t\t<Scope>1</Scope>\n"));
+}
+
+TEST(AidFiles, RejectedLinesStopTheRun) {
+  testutil::TempDir dir;
+  const std::string aid = dir / "my.aid";
+  const std::string aborted = "Program aborted on error\n";
+  auto r = RunWithAid(dir, "code;a1;8;1;\ncode;foo;64;\ncode;never;1;1;\n");
+  EXPECT_EQ(r.out, "Processing aid file " + aid + "\nError: Error parsing line 2 of aid file.\n" +
+                       "Error: Error processing line 2 of aid file: " + aid + "\n" + aborted);
+  EXPECT_EQ(r.status, 255);
+
+  r = RunWithAid(dir, "\n// c\nCODE;foo;64;1;\n");
+  EXPECT_EQ(r.out, "Processing aid file " + aid + "\nError: Error processing line 3 of aid file: " +
+                       aid + "\n" + aborted);
+
+  r = RunWithAid(dir, std::string("\x7f" "ELF\x01\x01\0\0code;z;1;1;", 19));
+  EXPECT_EQ(r.out, "Processing aid file " + aid + "\nError: Error processing line 1 of aid file: " +
+                       aid + "\n" + aborted);
+
+  r = testutil::RunAnalyser({"--folder", dir / "src", "--aidfile", dir / "none.aid"});
+  EXPECT_EQ(r.out, "Processing aid file " + dir / "none.aid" + "\nError: Cannot open aid file " +
+                       dir / "none.aid" + "\n\n" + aborted);
+  EXPECT_EQ(r.status, 255);
+  r = testutil::RunAnalyser({"--folder", dir / "src", "--aidfile", dir / "src"});
+  EXPECT_TRUE(Contains(r.out, "\nError: Cannot open aid file " + dir / "src" + "\n\n"));
+}
+
+TEST(AidFiles, LineLengthsAndOddBytes) {
+  testutil::TempDir dir;
+  std::string exact = "code;exact;4;1;";
+  exact.resize(1023, ' ');
+  // A line beyond 1023 characters is cut there and ends the file's reading;
+  // a line of exactly 1023 is whole.
+  auto r = RunWithAid(dir, exact + "\ncode;cut;12;1;" + std::string(3000, 'y') +
+                               "\ncode;after;4;1;\n");
+  EXPECT_EQ(r.status, 0);
+  std::string csv = ReadFile(dir / "out/VA_FunctionStackSizes.csv");
+  EXPECT_TRUE(Contains(csv, "\n\"exact\",4,Closed\n"));
+  EXPECT_TRUE(Contains(csv, "\n\"cut\",12,Closed\n"));
+  EXPECT_FALSE(Contains(csv, "\"after\""));
+
+  // A NUL ends a line's text; the last line needs no newline.
+  r = RunWithAid(dir, std::string("\0code;n;1;1;\ncode;after;4;1;", 28));
+  EXPECT_EQ(r.status, 0);
+  csv = ReadFile(dir / "out/VA_FunctionStackSizes.csv");
+  EXPECT_TRUE(Contains(csv, "\n\"after\",4,Closed\n"));
+  EXPECT_FALSE(Contains(csv, "\"n\""));
+
+  r = RunWithAid(dir, "");
+  EXPECT_EQ(r.status, 0);
+  r = RunWithAid(dir, "data;big;1;1;" + std::string(8 << 20, 'z'));
+  EXPECT_EQ(r.status, 0);
+}
+
+TEST(AidFiles, ImageModeTakesOnlyPresets) {
+  testutil::TempDir dir;
+  testutil::WriteFile(dir / "a.aid", "code;foo;64;1;\ndata;d;4;1;\ncode;bar;16;3;\n");
+  FileParser parser;
+  parser.elfMode = true;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(parser.ProcessAidFile(dir / "a.aid"), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Processing aid file " + dir / "a.aid" + "\n");
+  EXPECT_TRUE(parser.functionMap.empty());
+  EXPECT_TRUE(parser.memoryMap.empty());
+}
+
+TEST(AidFiles, WrittenFileReadsBack) {
+  testutil::TempDir dir;
+  FileParser db;
+  db.CreateFuncAttr("main", "main")->CumStack = 56;
+  db.CreateFuncAttr("loc-of-a.s", "loc")->Scope = Local;
+  __func_attr* weak = db.CreateFuncAttr("w", "w");
+  weak->Scope = Weak;
+  weak->CumStack = 8;
+  db.CreateMemAttr("buf", "buf")->Size = 100;
+  db.CreateMemAttr("s-of-a.s", "s")->Scope = Local;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.CreateAidFile(dir / "out.aid"), 0);
+  EXPECT_EQ(db.CreateAidFile(dir / "no/such/dir.aid"), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Writing aid file " + dir / "out.aid" + "\nError: Unable to open file " +
+                dir / "no/such/dir.aid" + " for output.\n");
+  EXPECT_EQ(ReadFile(dir / "out.aid"),
+            "// *****************************************\n// \n// Format:\n"
+            "// code;name;stacksize;binding;\n// data;name;memsize;binding;\n// \n"
+            "// ******************************************\n"
+            "code;main;56;1;\ncode;w;8;2;\ndata;buf;100;1;\n");
+
+  FileParser reader;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(reader.ProcessAidFile(dir / "out.aid"), 0);
+  testing::internal::GetCapturedStdout();
+  ASSERT_NE(reader.FindFuncItem("w"), nullptr);
+  EXPECT_EQ(reader.FindFuncItem("w")->Stack, 8);
+  EXPECT_EQ(reader.FindFuncItem("w")->Scope, Weak);
+  EXPECT_TRUE(reader.FindFuncItem("w")->IsReplaceable);
+  EXPECT_EQ(reader.FindMemItem("buf")->Size, 100);
+  EXPECT_EQ(reader.functionMap.size() + reader.memoryMap.size(), 3u);
+}
+
+}  // namespace

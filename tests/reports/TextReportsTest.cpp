@@ -1,0 +1,152 @@
+// The text report family.
+#include <gtest/gtest.h>
+
+#include "TestUtil.h"
+#include "database/AssemblyData.h"
+#include "reports/ReportTestUtil.h"
+
+namespace {
+
+using testutil::ReadFile;
+
+__func_attr* Fn(AssemblyData& db, const std::string& name, int32_t stack, int32_t cum,
+                int32_t branch, int32_t scope, std::initializer_list<const char*> calls = {}) {
+  __func_attr* f = db.CreateFuncAttr(name, name);
+  f->Stack = stack;
+  f->CumStack = cum;
+  f->BranchType = branch;
+  f->Scope = scope;
+  f->IsFound = true;
+  for (const char* call : calls) db.InsertCallListItem(f, call);
+  return f;
+}
+
+void BuildExample(AssemblyData& db) {
+  Fn(db, "main", 16, 56, Closed, Global, {"_Z3fooi", "bar", "ext"});
+  Fn(db, "_Z3fooi", 32, 40, Closed, Global, {"bar"});
+  Fn(db, "bar", 8, 8, Open, Local);
+  Fn(db, "ext", 0, 0, Undetermined, Global)->IsFound = false;
+  db.CopyFuncItemsToSizeMap();
+}
+
+TEST(TextReports, WorkedExample) {
+  testutil::TempDir dir;
+  AssemblyData db;
+  BuildExample(db);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.DumpFiles(dir.path()), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Writing output file " + dir / "VA_FunctionStackSizes.csv\n" +
+                "Writing output file " + dir / "VA_FunctionsByName.txt\n" +
+                "Writing output file " + dir / "VA_WorstCaseCallPaths.txt\n" +
+                "Writing output file " + dir / "VA_UnknownFunctions.txt\n");
+  EXPECT_EQ(ReadFile(dir / "VA_FunctionStackSizes.csv"),
+            "Function Name, Cumulative Stack Size, Branch Type\n"
+            "\"main\",56,Closed\n"
+            "\"foo(int)\",40,Closed\n"
+            "\"bar\",8,Open\n"
+            "\"ext\",0,Undetermined\n");
+  EXPECT_EQ(ReadFile(dir / "VA_FunctionsByName.txt"), R"(   Function Name: foo(int)
+    Mangled Name: _Z3fooi
+     Branch Type: Closed
+           Scope: Global
+           Stack: 32 bytes
+Cumulative Stack: 40 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  bar                                    8, Closed
+
+   Function Name: bar
+    Mangled Name: bar
+     Branch Type: Open
+           Scope: Local
+           Stack: 8 bytes
+Cumulative Stack: 8 bytes
+           Calls: None
+
+   Function Name: ext
+    Mangled Name: ext
+     Branch Type: Undetermined
+           Scope: Global
+           Stack: 0 bytes
+Cumulative Stack: 0 bytes
+           Calls: None
+
+   Function Name: main
+    Mangled Name: main
+     Branch Type: Closed
+           Scope: Global
+           Stack: 16 bytes
+Cumulative Stack: 56 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  _Z3fooi                               40, Closed
+                  bar                                    8, Closed
+                  ext                                    0, Closed
+
+)");
+  EXPECT_EQ(ReadFile(dir / "VA_WorstCaseCallPaths.txt"),
+            "Call path for main\n"
+            "\tTotal   56 bytes, local   16 bytes, main\n"
+            "\tTotal   40 bytes, local   32 bytes, foo(int)\n"
+            "\tTotal    8 bytes, local    8 bytes, bar\n"
+            "\n"
+            "Call path for foo(int)\n"
+            "\tTotal   40 bytes, local   32 bytes, foo(int)\n"
+            "\tTotal    8 bytes, local    8 bytes, bar\n"
+            "\n");
+  EXPECT_EQ(ReadFile(dir / "VA_UnknownFunctions.txt"), "ext\n");
+
+  // With roots, only they get a path; a trailing slash changes nothing.
+  db.rootMap.emplace("_Z3fooi", "");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.DumpFiles(dir.path() + "/"), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find(dir / "VA_WorstCaseCallPaths.txt\n"),
+            std::string::npos);
+  EXPECT_EQ(ReadFile(dir / "VA_WorstCaseCallPaths.txt").rfind("Call path for foo(int)\n", 0), 0u);
+}
+
+TEST(TextReports, CallPathsStopAtRepeatsAndUnknownCallees) {
+  AssemblyData db;
+  __func_attr* self = Fn(db, "self", 8, 8, Recursive, Global, {"self"});
+  __func_attr* first = Fn(db, "first", 4, 4, Closed, Global, {"nowhere", "bar"});
+  __func_attr* tie = Fn(db, "tie", 1, 9, Closed, Global, {"z0", "bar", "a8"});
+  Fn(db, "bar", 8, 8, Closed, Global);
+  Fn(db, "a8", 8, 8, Closed, Global);
+  Fn(db, "z0", 0, 0, Closed, Global);
+  auto path = [&](const __func_attr* f, int expected) {
+    return reporttest::Written([&](FILE* file) { EXPECT_EQ(db.DumpCallPath(f, file), expected); });
+  };
+  EXPECT_EQ(path(self, 0),
+            "Call path for self\n\tTotal    8 bytes, local    8 bytes, self\n"
+            "\tRecursive call to self\n\n");
+  EXPECT_EQ(path(first, -1),
+            "Call path for first\n\tTotal    4 bytes, local    4 bytes, first\n\n");
+  EXPECT_EQ(path(tie, 0),
+            "Call path for tie\n\tTotal    9 bytes, local    1 bytes, tie\n"
+            "\tTotal    8 bytes, local    8 bytes, bar\n\n");
+  EXPECT_EQ(path(db.FindFuncItem("bar"), 0), "");
+}
+
+TEST(TextReports, FailuresAndTheGuiFamily) {
+  AssemblyData db;
+  BuildExample(db);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.DumpFiles(""), -1);
+  EXPECT_EQ(db.DumpFiles("/nonexistent/dir"), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Error: Output path is empty\n"
+            "Error: Unable to open file /nonexistent/dir/VA_FunctionStackSizes.csv for output.\n"
+            "Error: Unable to open file /nonexistent/dir/VA_FunctionsByName.txt for output.\n"
+            "Error: Unable to open file /nonexistent/dir/VA_WorstCaseCallPaths.txt for output.\n"
+            "Error: Unable to open file /nonexistent/dir/VA_UnknownFunctions.txt for output.\n");
+
+  testutil::TempDir dir;
+  db.guiMode = true;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.DumpFiles(dir.path()), 0);
+  std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(out.rfind("34: Writing output file " + dir / "VA_FunctionList.xml\n", 0), 0u);
+  EXPECT_TRUE(testutil::FileExists(dir / "VA_MemWarningList.xml"));
+  EXPECT_FALSE(testutil::FileExists(dir / "VA_FunctionStackSizes.csv"));
+}
+
+}  // namespace
