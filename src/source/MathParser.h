@@ -39,12 +39,16 @@ class MathParser {
   void ReadOperator(Operator& op);
   int32_t Combine(const Operator& op, int32_t right);
 
+  // Bracket and sign nesting beyond any real operand is refused rather than
+  // recursed into.
+  static constexpr int kMaxDepth = 1000;
+
   unsigned long maxLength_ = kMaxLength;
+  int depth_ = 0;
   std::string expression_;
   unsigned long pos_ = 0;
   std::deque<Operator> opStack_;
   std::string error_;
   bool success_ = true;
   int32_t value_ = 0;
-  bool divisionByZero_ = false;
 };
