@@ -25,4 +25,5 @@ AssemblyData::~AssemblyData() {
   memoryMap.clear();
   warnings.clear();
   presetFunctions.clear();
+  presetIndex.clear();
 }

@@ -106,6 +106,7 @@ class AssemblyData {
   int CreatePresetFunctions();
   int IsPresetFunction(__func_attr* record);
   __func_attr* IsPresetFunction(const std::string& name);
+  const _PresetFunctions* FindPreset(std::string_view name) const;
 
   // ---- Stack resolution -----------------------------------------------
   int ProcessAssemblyObject();
@@ -197,6 +198,8 @@ class AssemblyData {
   std::vector<AliasEntry> aliasList;
   std::unordered_map<std::string, size_t, TransparentStringHash, std::equal_to<>> aliasIndex;  // alias name -> aliasList position
   std::vector<_PresetFunctions> presetFunctions;
+  // name -> first table position with that name (lookups take the first).
+  std::unordered_map<std::string, size_t, TransparentStringHash, std::equal_to<>> presetIndex;
   std::vector<_Warnings> warnings;
   std::multimap<std::string, std::string> rootMap;  // function name -> module
 
