@@ -83,6 +83,9 @@ struct __mem_attr {
   // and are reported as IsAid.
   int32_t IsAid = 0;
   int32_t Scope = Global;
+  // Objects of the toolchain libraries: replaceable like aid records, but
+  // not reported as aid entries.
+  bool IsReplaceable = false;
 };
 
 // All maps compare keys byte-wise; the transparent comparator lets lookups
