@@ -1,0 +1,145 @@
+// Finding the toolchain, capturing a command's answer and running the
+// disassembler into a file, with dummy tools written by the tests.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "TestUtil.h"
+#include "source/FileParser.h"
+
+using testutil::ReadFile;
+using testutil::TempDir;
+using testutil::WriteFile;
+
+namespace {
+
+void MakeTool(const std::string& path, const std::string& body) {
+  WriteFile(path, "#!/usr/bin/env bash\n" + body + "\n");
+  chmod(path.c_str(), 0755);
+}
+
+// Runs detectTools with the given PATH in the given folder; both are restored.
+int Detect(FileParser& p, const std::string& path, const std::string& cwd) {
+  std::string savedPath = getenv("PATH"), savedCwd = std::filesystem::current_path();
+  setenv("PATH", path.c_str(), 1);
+  std::filesystem::current_path(cwd);
+  int rc = p.detectTools();
+  setenv("PATH", savedPath.c_str(), 1);
+  std::filesystem::current_path(savedCwd);
+  return rc;
+}
+
+TEST(Toolchain, DetectToolsOrderAndMissingLine) {
+  TempDir tmp;
+  for (const char* tool : {"cwd/valdrin-gcc", "cwd/valdrin-link", "p1/valdrin-clang", "p1/valdrin-objdump",
+                           "p2/valdrin-clang", "p2/valdrin-ld", "p2/valdrin-link", "p2/valdrin-llvm-objdump"}) {
+    MakeTool(tmp / tool, "exit 0");
+  }
+  testutil::MakeDirs(tmp / "empty");
+  const std::string cwd = std::filesystem::canonical(tmp / "cwd").string();
+  FileParser p;
+  p.guiMode = true;
+  // clang on PATH beats gcc in the working directory, the working directory
+  // beats PATH, the first PATH entry the later ones, llvm-objdump objdump.
+  EXPECT_EQ(Detect(p, tmp / "p1" + ":" + tmp / "p2", cwd), 0);
+  EXPECT_EQ(p.compilerPath + " " + p.linkerPath + " " + p.objdumpPath,
+            tmp / "p1/valdrin-clang " + cwd + "/valdrin-link " + tmp / "p2/valdrin-llvm-objdump");
+  EXPECT_EQ(p.objdumpKind, 2);
+  EXPECT_EQ(Detect(p, tmp / "p2", tmp / "empty"), 0);
+  EXPECT_EQ(p.linkerPath, tmp / "p2/valdrin-link");
+
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(Detect(p, tmp / "p1", tmp / "empty"), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "40: Could not find valdrin-ld or valdrin-link. \n");
+  EXPECT_EQ(p.linkerPath + "|" + p.objdumpPath, "|" + tmp / "p1/valdrin-objdump");  // earlier finds cleared
+  EXPECT_EQ(p.objdumpKind, 1);
+
+  FileParser q;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(Detect(q, tmp / "empty", tmp / "empty"), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Could not find valdrin-gcc or valdrin-clang. Could not find valdrin-ld or valdrin-link. "
+            "Could not find valdrin-objdump or valdrin-llvm-objdump.\n");
+  EXPECT_EQ(q.objdumpKind, 0);
+}
+
+TEST(Toolchain, RunToolDropsTheLastByte) {
+  FileParser p;
+  EXPECT_EQ(p.RunTool("printf x"), "");
+  EXPECT_EQ(p.RunTool("printf 'a\\n'"), "a");
+  EXPECT_EQ(p.RunTool("printf 'ab'"), "a");
+  EXPECT_EQ(p.RunTool("printf 'one\\ntwo\\n'; exit 3"), "one\ntwo");
+  EXPECT_EQ(p.RunTool("printf 'ab\\0cd\\n'"), "ab");
+  EXPECT_EQ(p.RunTool("no-such-command-valdrin 2>/dev/null"), "");
+  // At most 2047 attempts, all bytes here: the last two are cut.
+  EXPECT_EQ(p.RunTool("head -c 3000 /dev/zero | tr '\\0' a"), std::string(2045, 'a'));
+}
+
+TEST(Toolchain, RunObjDumpCountsOnlySignalsAsFailure) {
+  TempDir tmp;
+  MakeTool(tmp / "ok", "echo \"listing $1 $2\"; exit 1");
+  MakeTool(tmp / "killed", "echo partial; kill -9 $$");
+  WriteFile(tmp / "out.dis", "an older and much longer listing\n");
+  const pid_t self = getpid();
+  FileParser p;
+  EXPECT_EQ(p.RunObjDump(tmp / "ok", "in put.elf", tmp / "out.dis"), "");
+  EXPECT_EQ(ReadFile(tmp / "out.dis"), "listing -d in put.elf\n");
+  EXPECT_EQ(p.RunObjDump(tmp / "killed", "x", tmp / "new.dis"),
+            "\nError: disassembler(" + tmp / "killed" + ") exited with status 9.\n");
+  EXPECT_EQ(ReadFile(tmp / "new.dis"), "partial\n");
+  struct stat info;
+  EXPECT_TRUE(stat((tmp / "new.dis").c_str(), &info) == 0 && (info.st_mode & 0777) == 0600);
+
+  testing::internal::CaptureStderr();
+  std::string unwritable = p.RunObjDump(tmp / "ok", "x", tmp / "missing/out.dis");
+  std::string noTool = p.RunObjDump(tmp / "no-such-objdump", "x", tmp / "empty.dis");
+  if (getpid() != self) {  // a child back in here would run the rest of the test
+    WriteFile(tmp / "child-returned", "");
+    _exit(0);
+  }
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(unwritable + noTool, "");  // their exit codes are no signals
+  EXPECT_FALSE(testutil::FileExists(tmp / "child-returned"));
+  EXPECT_NE(err.find("\nCould not open " + tmp / "missing/out.dis" + " for write.\n"), std::string::npos);
+  EXPECT_NE(err.find("no-such-objdump"), std::string::npos);
+  EXPECT_EQ(ReadFile(tmp / "empty.dis"), "");
+}
+
+TEST(Toolchain, CreateDisassemblyFileMessages) {
+  TempDir tmp;
+  FileParser p;
+  p.guiMode = true;
+  p.outputDir = tmp.path() + "/";
+  p.objdumpPath = tmp / "objdump";
+  MakeTool(p.objdumpPath, "echo \"$2\"");
+  std::string dis = "unset";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(p.CreateDisassemblyFile("some/dir/prog.elf", dis), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "36: Calling disassembler(" + p.objdumpPath + ") ...\n21: Creating disassembly file " + tmp.path() +
+                "/prog.elf.dis from some/dir/prog.elf\n21: Please wait ... This could take several minutes "
+                "with a large elf file.\n37: disassember(" + p.objdumpPath + ") complete.\n");
+  EXPECT_EQ(dis, tmp / "prog.elf.dis");
+  EXPECT_EQ(ReadFile(dis), "some/dir/prog.elf\n");
+
+  MakeTool(p.objdumpPath, "kill -9 $$");
+  const std::string error = "Error executing disassembler(" + p.objdumpPath + ")\n\nError: disassembler(" +
+                            p.objdumpPath + ") exited with status 9.\n\n";
+  dis = "unset";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(p.CreateDisassemblyFile("prog.elf", dis), -1);
+  std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(out.substr(out.find("10: ")), "10: " + error);
+  EXPECT_EQ(dis, "unset");
+
+  __LibAttr lib{"", "", tmp / "W.o.dis", tmp / "W.o"};
+  p.guiMode = false;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(p.CreateDisassemblyFile(lib), 0);  // the caller sees the failure in the listing only
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Creating disassembly file " + lib.disPath + " from " + lib.objPath + "\n" + error);
+}
+
+}  // namespace
