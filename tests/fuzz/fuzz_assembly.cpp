@@ -1,0 +1,16 @@
+// libFuzzer entry point; the body lives in tests/fuzz_bodies.
+#include <cstdio>
+
+#include "fuzz_bodies/FuzzBodies.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  // The analyser reports on standard output; a fuzzer has no use for it.
+  if (!std::freopen("/dev/null", "w", stdout)) return 0;
+  fuzzbodies::SetListingImage(FUZZ_LISTING_IMAGE);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  fuzzbodies::AssemblyInput(data, size);
+  return 0;
+}
