@@ -223,7 +223,7 @@ void CopyTable(const std::vector<unsigned char>& image, const ElfSection* sectio
 
 const char* NameAt(const std::vector<char>& table, uint32_t index) {
   // The last byte is the added NUL, so any index below it starts a name.
-  return index + 1 < table.size() ? table.data() + index : "";
+  return index < table.size() - 1 ? table.data() + index : "";
 }
 }  // namespace
 
