@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstring>
+#include <functional>
 #include <random>
 
 #include "TestUtil.h"
@@ -16,33 +16,22 @@ namespace {
 using namespace elftest;
 using testutil::DataPath;
 using testutil::TempDir;
-using testutil::WriteFile;
 
 // Reads the bytes as a file and uses every lookup on whatever came out.
 int ReadAndUse(const TempDir& dir, const std::string& bytes, ElfFile& elf) {
-  const std::string path = dir / "input.elf";
-  WriteFile(path, bytes);
-  int result = elf.ReadFile(path);
-  if (result == 1) {
-    EXPECT_TRUE(elf.LastError().empty());
-  }
+  testutil::WriteFile(dir / "input.elf", bytes);
+  int result = elf.ReadFile(dir / "input.elf");
+  EXPECT_EQ(result == 1, elf.LastError().empty());
   for (const fcn_symbols& rec : elf.Functions()) {
-    EXPECT_NE(rec.name, nullptr);
-    elf.GetFcnSymForAddr(rec.startAddress);
     elf.GetNextFcnAtAddr(rec.startAddress, elf.GetFcnSymAtAddr(rec.startAddress));
     elf.IsStartOfFcnAddr(rec.endAddress);
     elf.GetFcnSymByName(rec.name);
   }
-  for (const obj_symbols& rec : elf.Objects()) {
-    elf.GetObjSymAtAddr(rec.startAddress);
-    elf.GetObjNameForAddr(rec.endAddress - 1);
-  }
+  for (const obj_symbols& rec : elf.Objects()) elf.GetObjSymAtAddr(rec.startAddress);
   for (const ElfSection& section : elf.Sections()) {
     std::string name = section.name;
     if (name.rfind(".rela.text.", 0) == 0) elf.CreateFuncReloMap(name.substr(11));
   }
-  elf.GetSymMap();
-  elf.GetNotypeSymByName("x");
   FILE* sink = std::fopen("/dev/null", "w");
   elf.DumpAll(sink);
   std::fclose(sink);
@@ -51,199 +40,132 @@ int ReadAndUse(const TempDir& dir, const std::string& bytes, ElfFile& elf) {
 
 Image SmallImage() {
   Image image;
-  image.sections.push_back({".text", kProgBits, 0x100, Words({0xc000, 0x4000, 0xc000, 0xc000})});
-  image.sections.push_back({".data", kProgBits, 0x200, Words({0x104, 0})});
+  image.sections = {{".text", kProgBits, 0x100, Words({0xc000, 0x4000, 0xc000, 0xc000})},
+                    {".data", kProgBits, 0x200, Words({0x104, 0})},
+                    {".rela.sdata", kRela, 0, Rela(0, 2, 0) + Rela(4, 3, 0x10c), 12},
+                    {".rela.text", kRela, 0, Rela(8, 3, 0), 12},
+                    {".rela.text.f", kRela, 0, Rela(4, 3, 0), 12}};
   image.symbols = {{"a.c", 0, 0, kFile, kLocal, 0xfff1},
                    {"f", 0x100, 12, kFunc, kLocal},
                    {"g", 0x10c, 4},
                    {"ptr", 0x200, 4, kObject},
                    {"lbl", 0x108, 0, kNoType, kLocal}};
-  image.sections.push_back({".rela.sdata", kRela, 0, Rela(0, 2, 0) + Rela(4, 3, 0x10c), 12});
-  image.sections.push_back({".rela.text", kRela, 0, Rela(8, 3, 0), 12});
-  image.sections.push_back({".rela.text.f", kRela, 0, Rela(4, 3, 0), 12});
   return image;
 }
 
 TEST(ElfMalformed, FilesThatAreNoImages) {
   TempDir dir;
   ElfFile elf;
-  const std::string missing = dir / "missing.elf";
-  EXPECT_EQ(elf.ReadFile(missing), 0);
-  EXPECT_EQ(elf.LastError(), "Error: Unable to open file " + missing + "\n");
-  EXPECT_EQ(elf.ReadFile(dir.path()), 0);  // a folder
-  EXPECT_EQ(elf.LastError(), "Error: Unable to open file " + dir.path() + "\n");
+  const std::string path = dir / "input.elf";
   const std::string fifo = dir / "fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  EXPECT_EQ(elf.ReadFile(fifo), 0);  // must not wait for a writer
-  EXPECT_EQ(elf.LastError(), "Error: Unable to open file " + fifo + "\n");
-
-  const std::string path = dir / "input.elf";
-  WriteFile(path, "");
-  EXPECT_EQ(elf.ReadFile(path), 0);
-  EXPECT_EQ(elf.LastError(), "Error: Object file is not ELF format: " + path + "\n");
-  WriteFile(path, "#!/bin/sh\necho not an image\n");
-  EXPECT_EQ(elf.ReadFile(path), 0);
-  EXPECT_EQ(elf.LastError(), "Error: Object file is not ELF format: " + path + "\n");
-  std::string header = SmallImage().Build();
-  header[4] = 2;  // 64-bit class
-  WriteFile(path, header);
-  EXPECT_EQ(elf.ReadFile(path), 0);
-  EXPECT_EQ(elf.LastError(), "Error: Object file is not ELF format: " + path + "\n");
-  WriteFile(path, std::string("\x7f" "ELF\1\1\1", 7));
+  for (const std::string& unopenable : {path, dir.path(), fifo}) {  // a FIFO must not block
+    EXPECT_EQ(elf.ReadFile(unopenable), 0);
+    EXPECT_EQ(elf.LastError(), "Error: Unable to open file " + unopenable + "\n");
+  }
+  std::string wrongClass = SmallImage().Build();
+  wrongClass[4] = 2;  // 64-bit
+  for (const std::string& bytes : {std::string(), std::string("#!/bin/sh\n"), wrongClass}) {
+    testutil::WriteFile(path, bytes);
+    EXPECT_EQ(elf.ReadFile(path), 0);
+    EXPECT_EQ(elf.LastError(), "Error: Object file is not ELF format: " + path + "\n");
+  }
+  testutil::WriteFile(path, std::string("\x7f" "ELF\1\1\1", 7));
   EXPECT_EQ(elf.ReadFile(path), 0);
   EXPECT_EQ(elf.LastError(), "Error: File corrupt " + path + "\n");
-
   // A failed read leaves nothing of an earlier good one behind.
   ASSERT_EQ(elf.ReadFile(DataPath("toolchain/crt0.o")), 1);
   EXPECT_FALSE(elf.Functions().empty());
-  EXPECT_TRUE(elf.LastError().empty());
-  EXPECT_EQ(elf.ReadFile(missing), 0);
+  EXPECT_EQ(elf.ReadFile(path), 0);
   EXPECT_TRUE(elf.Functions().empty());
   EXPECT_FALSE(elf.HasSymbolTable());
-  EXPECT_EQ(elf.GetFcnSymForAddr(0), nullptr);
 }
 
 TEST(ElfMalformed, TruncatedFiles) {
   TempDir dir;
-  const std::string image = testutil::ReadFile(DataPath("samples/ctrl_loop/ctrl_loop.elf"));
-  Image small = SmallImage();
-  const std::string synthetic = small.Build();
-  std::vector<size_t> cuts;
-  for (size_t n = 0; n < 400; ++n) cuts.push_back(n);
-  for (size_t n = 0; n < synthetic.size(); ++n) cuts.push_back(n);
   ElfFile elf;
-  for (size_t n : cuts) {
-    const std::string& source = n < 400 ? image : synthetic;
-    if (n >= source.size()) continue;
-    SCOPED_TRACE(n);
-    // The section headers come last: every cut loses them.
-    EXPECT_EQ(ReadAndUse(dir, source.substr(0, n), elf), 0);
-    EXPECT_FALSE(elf.LastError().empty());
-  }
-  // Cut at each section header of the real image.
-  const size_t table = 0x4bb8;
+  const std::string image = testutil::ReadFile(DataPath("samples/ctrl_loop/ctrl_loop.elf"));
+  const std::string small = SmallImage().Build();
+  // The section headers come last, so every cut loses some of them.
+  for (size_t n = 0; n < 400; ++n) EXPECT_EQ(ReadAndUse(dir, image.substr(0, n), elf), 0);
+  for (size_t n = 0; n < small.size(); ++n) EXPECT_EQ(ReadAndUse(dir, small.substr(0, n), elf), 0);
   for (size_t k = 0; k < 12; ++k) {
-    EXPECT_EQ(ReadAndUse(dir, image.substr(0, table + k * 40), elf), 0);
+    EXPECT_EQ(ReadAndUse(dir, image.substr(0, 0x4bb8 + k * 40), elf), 0);
   }
-  EXPECT_EQ(ReadAndUse(dir, image, elf), 1);
 }
 
-TEST(ElfMalformed, OffsetsCountsAndIndicesOutOfRange) {
+TEST(ElfMalformed, FieldsOutOfRange) {
   TempDir dir;
   ElfFile elf;
   Image image = SmallImage();
   const std::string good = image.Build();
-  const size_t symtabHeader = image.SectionHeader(6);  // after the 5 given sections
-  const size_t strtabHeader = image.SectionHeader(7);
+  auto sh = [&](size_t index, size_t field) { return image.SectionHeader(index) + field; };
+  const size_t fSymbol = image.symtabOffset + 2 * 16;
+  struct Patch {
+    size_t at;
+    uint32_t value;
+    int bytes;
+    int result;
+    std::function<void()> check;
+  };
+  const Patch patches[] = {
+      {48, 0xffff, 2, 0, [&] { EXPECT_EQ(elf.LastError().rfind("Error: File corrupt", 0), 0u); }},
+      {32, 0xfffffff0, 4, 0, nullptr},
+      {50, 0x7000, 2, 1, [&] { EXPECT_FALSE(elf.HasSymbolTable()); }},
+      {sh(6, 20), 0xffffffff, 4, 1, [&] { EXPECT_LE(elf.Symbols().size(), good.size() / 16); }},
+      {sh(6, 16), 0xffffff00, 4, 1, [&] { EXPECT_TRUE(elf.Functions().empty()); }},
+      {sh(7, 16), 0xffffff00, 4, 1, [&] { EXPECT_STREQ(elf.Functions()[0].name, ""); }},
+      {sh(1, 0), 0xfffffff0, 4, 1, [&] { EXPECT_STREQ(elf.Sections()[1].name, ""); }},
+      {fSymbol, 0xffffffff, 4, 1, [&] { EXPECT_STREQ(elf.GetFcnSymAtAddr(0x100)->name, ""); }},
+      {fSymbol + 14, 0x8000, 2, 1,
+       [&] { EXPECT_EQ(elf.GetFcnSymAtAddr(0x100)->packetCount, 0u); }},
+      {sh(3, 36), 0, 4, 1, [&] { EXPECT_EQ(elf.FindReloItem(0, ElfFile::kReloSData), nullptr); }},
+      {sh(4, 36), 11, 4, 1, [&] { EXPECT_EQ(elf.FindReloItem(8, ElfFile::kReloText), nullptr); }},
+      {sh(3, 20), 0xfffffffc, 4, 1,
+       [&] { EXPECT_STREQ(elf.FindReloItem(0, ElfFile::kReloSData)->name, "f"); }},
+      {sh(5, 16), 0xfffffff0, 4, 1, [&] { EXPECT_FALSE(elf.CreateFuncReloMap("f")); }},
+  };
   ASSERT_EQ(ReadAndUse(dir, good, elf), 1);
-  ASSERT_EQ(elf.Functions().size(), 2u);
-
-  std::string bytes = good;
-  Put16(bytes, 48, 0xffff);  // section count far beyond the file
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 0);
-  EXPECT_NE(elf.LastError().find("Error: File corrupt"), std::string::npos);
-  bytes = good;
-  Put32(bytes, 32, 0xfffffff0);  // section headers past the end
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 0);
-
-  bytes = good;
-  Put32(bytes, symtabHeader + 20, 0xffffffff);  // 2^28 symbols claimed
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_LE(elf.Symbols().size(), bytes.size() / 16);
-  bytes = good;
-  Put32(bytes, symtabHeader + 16, 0xffffff00);  // symbols past the end
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_TRUE(elf.HasSymbolTable());
-  EXPECT_TRUE(elf.Functions().empty());
-  bytes = good;
-  Put32(bytes, strtabHeader + 16, 0xffffff00);  // names past the end
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_STREQ(elf.Functions()[0].name, "");
-  bytes = good;
-  Put32(bytes, image.symtabOffset + 2 * 16, 0x7ffffff0);  // one name offset out of range
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_EQ(elf.GetFcnSymAtAddr(0x100)->name, std::string(""));
-  EXPECT_STREQ(elf.GetFcnSymAtAddr(0x10c)->name, "g");
-  bytes = good;
-  Put16(bytes, image.symtabOffset + 2 * 16 + 14, 0x8000);  // section index out of range
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_EQ(elf.GetFcnSymAtAddr(0x100)->packetCount, 0u);
-
-  bytes = good;
-  Put16(bytes, 50, 0x7000);  // no section names: .symtab is not found
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_FALSE(elf.HasSymbolTable());
-  bytes = good;
-  Put32(bytes, image.SectionHeader(1), 0xfffffff0);  // .text loses its name
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_STREQ(elf.Sections()[1].name, "");
-
-  // Relocation sections with entry sizes of 0 and 4, and a count that
-  // would run far past the file.
-  for (uint32_t entrySize : {0u, 4u, 11u}) {
-    bytes = good;
-    Put32(bytes, image.SectionHeader(3) + 36, entrySize);
-    Put32(bytes, image.SectionHeader(4) + 36, entrySize);
-    EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-    EXPECT_EQ(elf.FindReloItem(0, ElfFile::kReloSData), nullptr);
-    EXPECT_EQ(elf.FindReloItem(8, ElfFile::kReloText), nullptr);
+  ASSERT_EQ(elf.GetFcnSymAtAddr(0x100)->packetCount, 2u);
+  for (const Patch& patch : patches) {
+    SCOPED_TRACE(patch.at);
+    std::string bytes = good;
+    Put(bytes, patch.at, patch.value, patch.bytes);
+    EXPECT_EQ(ReadAndUse(dir, bytes, elf), patch.result);
+    if (patch.check) patch.check();
   }
-  bytes = good;
-  Put32(bytes, image.SectionHeader(3) + 20, 0xfffffffc);
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_STREQ(elf.FindReloItem(0, ElfFile::kReloSData)->name, "f");
-  bytes = good;
-  Put32(bytes, image.SectionHeader(5) + 16, 0xfffffff0);  // .rela.text.f past the end
-  EXPECT_EQ(ReadAndUse(dir, bytes, elf), 1);
-  EXPECT_FALSE(elf.CreateFuncReloMap("f"));
 }
 
-TEST(ElfMalformed, NamesWithoutTerminator) {
+TEST(ElfMalformed, NamesWithoutTerminatorAndCraftedTables) {
   TempDir dir;
   ElfFile elf;
   Image image;
-  image.sections.push_back({".text", kProgBits, 0, std::string(16, '\0')});
+  image.sections = {{".text", kProgBits, 0, std::string(16, '\0')}};
   image.symbols = {{"alpha", 0, 4}, {"omega", 4, 4}};
   std::string bytes = image.Build();
-  // The string table is "\0alpha\0omega\0": drop "ga\0" from its size.
-  Put32(bytes, image.SectionHeader(3) + 20, 10);
+  Put(bytes, image.SectionHeader(3) + 20, 10);  // "\0alpha\0ome" of "\0alpha\0omega\0"
+  Put(bytes, image.SectionHeader(4) + 20, 26);  // ".shstrtab" becomes ".sh"
   ASSERT_EQ(ReadAndUse(dir, bytes, elf), 1);
   EXPECT_STREQ(elf.GetFcnSymAtAddr(4)->name, "ome");
   EXPECT_STREQ(elf.GetFcnSymAtAddr(0)->name, "alpha");
-  EXPECT_NE(elf.GetSymbolByName("ome"), nullptr);
-  // The same for the section-name table, whose last name is .shstrtab.
-  bytes = image.Build();
-  Put32(bytes, image.SectionHeader(4) + 20, 26);  // "\0.text\0.symtab\0.strtab\0.sh"
-  ASSERT_EQ(ReadAndUse(dir, bytes, elf), 1);
   EXPECT_STREQ(elf.Sections()[4].name, ".sh");
-}
 
-TEST(ElfMalformed, CraftedTablesStayLinear) {
-  TempDir dir;
-  ElfFile elf;
-  // Thousands of names starting inside one long unterminated string: their
-  // total length is quadratic in the file size, so the file is refused.
+  // Thousands of names starting inside one long string: their total length
+  // grows with the square of the file size, so the file is refused.
   Image names;
-  names.sections.push_back({".text", kProgBits, 0, std::string(16, '\0')});
+  names.sections = image.sections;
   names.symbols = {{std::string(200000, 'x'), 0, 4}};
-  for (uint32_t i = 0; i < 4000; ++i) names.symbols.push_back({"", i, 4});
-  std::string bytes = names.Build();
-  for (uint32_t i = 0; i < 4000; ++i) {
-    Put32(bytes, names.symtabOffset + (i + 2) * 16, 1 + i);
-  }
+  names.symbols.resize(4001);  // unnamed: pointed into the long name below
+  bytes = names.Build();
+  for (uint32_t i = 2; i <= 4001; ++i) Put(bytes, names.symtabOffset + i * 16, i);
   EXPECT_EQ(ReadAndUse(dir, bytes, elf), 0);
-  EXPECT_NE(elf.LastError().find("Error: File corrupt"), std::string::npos);
+  EXPECT_EQ(elf.LastError().rfind("Error: File corrupt", 0), 0u);
 
-  // Thousands of functions covering the same large section: packet counts
-  // must not cost a scan of the section each.
+  // Thousands of functions over one large section: no scan of it for each.
   Image overlap;
-  std::vector<uint32_t> words(65536, 0xc000);
-  overlap.sections.push_back({".text", kProgBits, 0, Words(words)});
-  for (uint32_t i = 0; i < 8000; ++i) {
-    overlap.symbols.push_back({"f" + std::to_string(i), i * 4, 65536 * 4});
-  }
+  overlap.sections = {{".text", kProgBits, 0, Words(std::vector<uint32_t>(65536, 0xc000))}};
+  for (uint32_t i = 0; i < 8000; ++i) overlap.symbols.push_back({"f", i * 4, 65536 * 4});
   ASSERT_EQ(ReadAndUse(dir, overlap.Build(), elf), 1);
-  ASSERT_EQ(elf.Functions().size(), 8000u);
   EXPECT_EQ(elf.Functions()[0].packetCount, 65536u);
   EXPECT_EQ(elf.Functions()[7999].packetCount, 65536u - 7999u);  // clipped at the section end
 }
@@ -252,15 +174,12 @@ TEST(ElfMalformed, RandomCorruption) {
   TempDir dir;
   ElfFile elf;
   std::mt19937 random(20240611);
-  const std::string bases[] = {SmallImage().Build(),
-                               testutil::ReadFile(DataPath("toolchain/crt0.o"))};
-  for (const std::string& base : bases) {
+  for (const std::string& base :
+       {SmallImage().Build(), testutil::ReadFile(DataPath("toolchain/crt0.o"))}) {
     for (int round = 0; round < 600; ++round) {
       std::string bytes = base;
-      int flips = 1 + static_cast<int>(random() % 8);
-      for (int i = 0; i < flips; ++i) {
-        size_t at = 4 + random() % (bytes.size() - 4);  // keep the magic
-        bytes[at] = static_cast<char>(random() % 4 == 0 ? 0xff : random());
+      for (int flips = 1 + random() % 8; flips > 0; --flips) {
+        bytes[4 + random() % (bytes.size() - 4)] = static_cast<char>(random() % 3 ? random() : 0xff);
       }
       ReadAndUse(dir, bytes, elf);
     }

@@ -1,5 +1,6 @@
 // Writes small little-endian ELF32 files for the reader tests: the sections
-// given, then .symtab, .strtab and .shstrtab, then the section header table.
+// given (numbered from 1), then .symtab, .strtab, .shstrtab and the section
+// header table. Symbols are numbered from 1 as well.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +9,7 @@
 
 namespace elftest {
 
-enum : uint8_t { kNoType = 0, kObject = 1, kFunc = 2, kSectionSym = 3, kFile = 4 };
+enum : uint8_t { kNoType = 0, kObject = 1, kFunc = 2, kFile = 4 };
 enum : uint8_t { kLocal = 0, kGlobal = 1, kWeak = 2 };
 enum : uint32_t { kProgBits = 1, kRela = 4, kNoBits = 8 };
 
@@ -29,122 +30,76 @@ struct Section {
   uint32_t entrySize = 0;
 };
 
-inline void Put32(std::string& out, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out[at + i] = static_cast<char>(v >> (8 * i));
+inline void Put(std::string& out, size_t at, uint32_t v, int bytes = 4) {
+  for (int i = 0; i < bytes; ++i) out[at + i] = static_cast<char>(v >> (8 * i));
 }
 
-inline void Put16(std::string& out, size_t at, uint16_t v) {
-  out[at] = static_cast<char>(v);
-  out[at + 1] = static_cast<char>(v >> 8);
-}
-
-inline void Append32(std::string& out, uint32_t v) {
-  out.append(4, '\0');
-  Put32(out, out.size() - 4, v);
-}
-
-// Instruction words as they lie in the file.
 inline std::string Words(const std::vector<uint32_t>& words) {
-  std::string out;
-  for (uint32_t w : words) Append32(out, w);
+  std::string out(words.size() * 4, '\0');
+  for (size_t i = 0; i < words.size(); ++i) Put(out, i * 4, words[i]);
   return out;
 }
 
-// One relocation-with-addend entry; symbol is the index in the symbol table
-// (the first Symbol given has index 1).
-inline std::string Rela(uint32_t offset, uint32_t symbol, int32_t addend, uint8_t type = 1) {
-  std::string out;
-  Append32(out, offset);
-  Append32(out, symbol << 8 | type);
-  Append32(out, static_cast<uint32_t>(addend));
-  return out;
+inline std::string Rela(uint32_t offset, uint32_t symbol, int32_t addend) {
+  return Words({offset, symbol << 8 | 1, static_cast<uint32_t>(addend)});
 }
 
 struct Image {
-  std::vector<Section> sections;  // numbered from 1 (0 is the null section)
-  std::vector<Symbol> symbols;    // numbered from 1 (0 is the null symbol)
+  std::vector<Section> sections;
+  std::vector<Symbol> symbols;
   bool withSymtab = true;
+  size_t symtabOffset = 0;  // where the last Build() put the symbols
+  size_t sectionTable = 0;
 
-  // Where the parts landed in the last Build().
-  size_t symtabOffset = 0;
-  size_t strtabOffset = 0;
-  size_t sectionTableOffset = 0;
-  size_t SectionHeader(size_t index) const { return sectionTableOffset + index * 40; }
+  size_t SectionHeader(size_t index) const { return sectionTable + index * 40; }
 
   std::string Build() {
     std::string out(52, '\0');
-    const char ident[] = {0x7f, 'E', 'L', 'F', 1, 1, 1};
-    out.replace(0, sizeof ident, ident, sizeof ident);
-    Put16(out, 16, 2);  // executable
-    Put16(out, 18, 0x5644);
-    Put32(out, 20, 1);
-    Put16(out, 40, 52);
-    Put16(out, 46, 40);
-
-    struct Placed {
-      std::string name;
-      uint32_t type, address, offset, size, link, entrySize;
-    };
-    std::vector<Placed> placed = {{"", 0, 0, 0, 0, 0, 0}};
-    for (const Section& s : sections) {
-      placed.push_back({s.name, s.type, s.address, static_cast<uint32_t>(out.size()),
-                        static_cast<uint32_t>(s.data.size()), 0, s.entrySize});
+    out.replace(0, 7, "\x7f" "ELF\1\1\1", 7);
+    Put(out, 16, 2, 2);
+    Put(out, 18, 0x5644, 2);
+    std::vector<Section> all = sections;
+    std::vector<uint32_t> offsets;
+    for (const Section& s : all) {
+      offsets.push_back(static_cast<uint32_t>(out.size()));
       if (s.type != kNoBits) out += s.data;
     }
-    std::string strtab(1, '\0');
-    std::string symtab(16, '\0');
-    for (const Symbol& sym : symbols) {
-      uint32_t nameOffset = static_cast<uint32_t>(strtab.size());
-      strtab += sym.name;
-      strtab += '\0';
-      std::string entry(16, '\0');
-      Put32(entry, 0, nameOffset);
-      Put32(entry, 4, sym.value);
-      Put32(entry, 8, sym.size);
-      entry[12] = static_cast<char>(sym.bind << 4 | sym.type);
-      Put16(entry, 14, sym.section);
-      symtab += entry;
-    }
     if (withSymtab) {
-      symtabOffset = out.size();
-      uint32_t strtabIndex = static_cast<uint32_t>(placed.size() + 1);
-      placed.push_back({".symtab", 2, 0, static_cast<uint32_t>(out.size()),
-                        static_cast<uint32_t>(symtab.size()), strtabIndex, 16});
-      out += symtab;
-      strtabOffset = out.size();
-      placed.push_back({".strtab", 3, 0, static_cast<uint32_t>(out.size()),
-                        static_cast<uint32_t>(strtab.size()), 0, 0});
-      out += strtab;
-    }
-    std::string shstrtab(1, '\0');
-    std::vector<uint32_t> nameOffsets;
-    placed.push_back({".shstrtab", 3, 0, 0, 0, 0, 0});
-    for (const Placed& p : placed) {
-      nameOffsets.push_back(p.name.empty() ? 0 : static_cast<uint32_t>(shstrtab.size()));
-      if (!p.name.empty()) {
-        shstrtab += p.name;
-        shstrtab += '\0';
+      std::string strtab(1, '\0');
+      std::string symtab(16, '\0');
+      for (const Symbol& sym : symbols) {
+        std::string entry = Words({static_cast<uint32_t>(strtab.size()), sym.value, sym.size, 0});
+        entry[12] = static_cast<char>(sym.bind << 4 | sym.type);
+        Put(entry, 14, sym.section, 2);
+        symtab += entry;
+        strtab += sym.name + '\0';
       }
+      symtabOffset = out.size();
+      all.push_back({".symtab", 2, 0, symtab, 16});
+      all.push_back({".strtab", 3, 0, strtab, 0});
+      offsets.push_back(static_cast<uint32_t>(out.size()));
+      offsets.push_back(static_cast<uint32_t>(out.size() + symtab.size()));
+      out += symtab + strtab;
     }
-    placed.back().offset = static_cast<uint32_t>(out.size());
-    placed.back().size = static_cast<uint32_t>(shstrtab.size());
-    out += shstrtab;
-    while (out.size() % 4 != 0) out += '\0';
-
-    sectionTableOffset = out.size();
-    Put32(out, 32, static_cast<uint32_t>(sectionTableOffset));
-    Put16(out, 48, static_cast<uint16_t>(placed.size()));
-    Put16(out, 50, static_cast<uint16_t>(placed.size() - 1));
-    for (size_t i = 0; i < placed.size(); ++i) {
-      std::string header(40, '\0');
-      Put32(header, 0, nameOffsets[i]);
-      Put32(header, 4, placed[i].type);
-      Put32(header, 12, placed[i].address);
-      Put32(header, 16, placed[i].offset);
-      Put32(header, 20, placed[i].size);
-      Put32(header, 24, placed[i].link);
-      Put32(header, 36, placed[i].entrySize);
-      out += header;
+    std::string names(1, '\0');
+    std::vector<uint32_t> nameOffsets;
+    all.push_back({".shstrtab", 3, 0, "", 0});
+    for (const Section& s : all) {
+      nameOffsets.push_back(static_cast<uint32_t>(names.size()));
+      names += s.name + '\0';
+    }
+    all.back().data = names;
+    offsets.push_back(static_cast<uint32_t>(out.size()));
+    out += names;
+    out.resize((out.size() + 3) & ~size_t{3});
+    sectionTable = out.size();
+    Put(out, 32, static_cast<uint32_t>(sectionTable));
+    Put(out, 48, static_cast<uint32_t>(all.size() + 1), 2);
+    Put(out, 50, static_cast<uint32_t>(all.size()), 2);
+    out += std::string(40, '\0');  // the null section
+    for (size_t i = 0; i < all.size(); ++i) {
+      out += Words({nameOffsets[i], all[i].type, 0, all[i].address, offsets[i],
+                    static_cast<uint32_t>(all[i].data.size()), 0, 0, 0, all[i].entrySize});
     }
     return out;
   }
