@@ -110,31 +110,55 @@ class ElfFile {
   void DumpAll(FILE* out);
 
  private:
+  struct Header {
+    uint16_t type = 0;
+    uint16_t machine = 0;
+    uint32_t entry = 0;
+    uint32_t flags = 0;
+    uint32_t sectionTableOffset = 0;
+    uint16_t sectionCount = 0;
+    uint16_t sectionNameIndex = 0;
+  };
+
   void Reset();
-  bool ParseHeaders();
+  bool LoadImage(const std::string& path);
+  bool ParseHeaders(const std::string& path);
+  bool DecodeSymbols(const std::string& path);
   void BldFcnSymList();
   void BldObjSymList();
-  uint32_t CountPackets(uint32_t start, uint32_t size, uint16_t section) const;
+  uint32_t CountPackets(uint32_t start, uint32_t size, uint16_t section);
   bool ReadInitialWord(uint32_t start, uint16_t section, uint32_t& word) const;
-  const char* StringAt(uint32_t tableOffset, uint32_t tableSize, uint32_t index) const;
+  bool ChargeNames(size_t length);
   const ElfSection* FindSection(std::string_view name) const;
+  fcn_symbols* RelocationTarget(const ElfSymbol& symbol, size_t symbolIndex, bool byName);
   template <typename Fn>
   void ForEachRela(const ElfSection& section, Fn&& fn) const;
+  uint16_t Read16(size_t offset) const;
+  uint32_t Read32(size_t offset) const;
 
   std::string lastError_;
   std::vector<unsigned char> image_;
   uint16_t fileByteOrder_ = 0;
   uint16_t hostByteOrder_ = 0;
+  Header header_;
   std::vector<ElfSection> sections_;
+  std::map<std::string_view, size_t> sectionIndex_;  // name -> last section of that name
   std::vector<ElfSymbol> symbols_;
   bool symtabFound_ = false;
-  std::vector<ElfSymbol> dynSymbols_;
+  size_t dynSymbolCount_ = 0;  // .dynsym is located for the dump only
   std::vector<fcn_symbols> functions_;
-  std::vector<fcn_symbols> dynFunctions_;
+  std::vector<fcn_symbols> dynFunctions_;  // never filled: nothing asks for dynamic functions
   std::vector<obj_symbols> objects_;
   std::vector<obj_symbols> notypes_;
   std::vector<const char*> fileNames_;
-  std::vector<char> stringBuffer_;  // NUL-terminated copies of all names
+  // NUL-terminated copies of the string tables; every name points into them,
+  // so a name without its NUL ends at the end of its table.
+  std::vector<char> sectionNames_;
+  std::vector<char> symbolNames_;
+  size_t nameBudget_ = 0;  // bytes of names the file may still yield
+  std::vector<uint32_t> functionOfSymbol_;  // symbol index -> functions_ index + 1, 0 for none
+  std::vector<uint32_t> packetSuffix_;  // built only when packet counting gets expensive
+  uint64_t packetWork_ = 0;
   std::map<uint32_t, fcn_symbols*> relocations_[3];
   std::map<std::string, size_t, std::less<>> nameIndex_;
 };

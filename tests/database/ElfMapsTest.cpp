@@ -1,0 +1,135 @@
+// ELF symbol maps: reading an image into them, the records of image mode,
+// the cross-check of source records, and a corrupt image end to end.
+#include <gtest/gtest.h>
+
+#include "TestUtil.h"
+#include "database/AssemblyData.h"
+#include "elf/ElfTestImage.h"
+
+namespace {
+
+using testutil::TempDir;
+
+const std::string kCtrlLoop = testutil::DataPath("samples/ctrl_loop/ctrl_loop.elf");
+
+TEST(ElfMaps, ImageModeRecords) {
+  AssemblyData db;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.ReadElfIntoElfMaps(kCtrlLoop, 1), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Processing ELF file " + kCtrlLoop + "\n");
+  EXPECT_TRUE(db.elfMapsInUse);
+  // _SDA_BASE_ is an untyped symbol in this image and no map entry.
+  EXPECT_TRUE(db.sdaBaseFound);
+  EXPECT_EQ(db.sdaBase, 0x23220u);
+  EXPECT_EQ(db.FindElfNotypeItem("_SDA_BASE_"), nullptr);
+  EXPECT_EQ(db.elfFuncMap.size(), 53u);
+  // Locals are keyed by address, so the two log_line do not collide.
+  EXPECT_STREQ(db.FindElfFuncItem("log_line-of-00020220")->file, "calc.c");
+  EXPECT_STREQ(db.FindElfFuncItem("log_line-of-00020d20")->file, "main.c");
+  EXPECT_EQ(db.FindElfFuncItem("log_line"), nullptr);
+  EXPECT_NE(db.FindElfNotypeItem("__init_array_start-of-000231f4"), nullptr);
+
+  ASSERT_EQ(db.BuildMapsFromElfData(), 0);
+  EXPECT_EQ(db.functionMap.size(), 53u);
+  EXPECT_EQ(db.memoryMap.size(), 13u);
+  __func_attr* log = db.FindFuncItem("log_line-of-00020d20");
+  ASSERT_NE(log, nullptr);
+  EXPECT_EQ(log->Name, "log_line");
+  EXPECT_EQ(log->Path, "main.c");
+  EXPECT_EQ(log->Scope, Local);
+  EXPECT_EQ(log->CodeSize, 48);
+  EXPECT_TRUE(log->IsFound && log->IsUsed);
+  __func_attr* main = db.FindFuncItem("main");
+  EXPECT_EQ(main->Scope, Global);
+  EXPECT_EQ(main->CodeSize, 608);
+  __mem_attr* setpoints = db.FindMemItem("setpoints-of-00023208");
+  ASSERT_NE(setpoints, nullptr);
+  EXPECT_EQ(setpoints->Size, 20);
+  EXPECT_EQ(setpoints->Scope, Local);
+  EXPECT_EQ(setpoints->Path, "main.c");
+  EXPECT_EQ(setpoints->IsFound, 1);
+
+  db.CleanMaps();
+  EXPECT_FALSE(db.elfMapsInUse || db.sdaBaseFound || db.elfReader);
+  EXPECT_EQ(db.sdaBase, 0u);
+  EXPECT_TRUE(db.elfFuncMap.empty() && db.elfMemMap.empty() && db.elfNotypeMap.empty());
+  EXPECT_EQ(db.BuildMapsFromElfData(), -1);
+}
+
+TEST(ElfMaps, FolderModeAndCrossCheck) {
+  AssemblyData db;
+  db.guiMode = true;
+  testing::internal::CaptureStdout();
+  db.CrossCheck();  // no image: nothing to check against
+  EXPECT_EQ(db.ReadElfIntoElfMaps(kCtrlLoop, 0), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "22: Processing ELF file " + kCtrlLoop +
+                "\n11: Warning: Found duplicate function log_line in elf file.\n");
+  EXPECT_STREQ(db.FindElfFuncItem("log_line")->file, "calc.c");  // the first by address
+  EXPECT_EQ(db.InsertElfFuncItem("nameless", fcn_symbols{}), -1);
+
+  for (const char* name : {"main", "ghost", "only_called", "aid_fn", "lib_fn"}) {
+    db.CreateFuncAttr(name, name)->IsFound = std::string(name) != "only_called";
+  }
+  db.CreateFuncAttr("log_line-of-main.s", "log_line")->IsFound = true;
+  db.FindFuncItem("aid_fn")->IsAidEntry = true;
+  db.FindFuncItem("lib_fn")->IsReplaceable = true;
+  __mem_attr* setpoints = db.CreateMemAttr("setpoints-of-main.s", "setpoints");
+  EXPECT_EQ(setpoints->IsFound, 0);  // folder mode keys the map by plain name
+  for (const char* name : {"__init_array_start", ".L.str.3", "TAB_CONST_1", "lost", "aid_obj"}) {
+    db.CreateMemAttr(name, name);
+  }
+  db.FindMemItem("aid_obj")->IsAid = 1;
+  testing::internal::CaptureStdout();
+  db.CrossCheck();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "13: Could not find function ghost\n\n13: Could not find memory lost\n\n");
+  EXPECT_EQ(setpoints->IsFound, 1);
+  EXPECT_EQ(db.FindMemItem("__init_array_start")->IsFound, 1);
+  EXPECT_EQ(db.functionMap.size(), 6u);  // nothing removed
+}
+
+TEST(ElfMaps, FailuresAndImagesWithoutSmallDataBase) {
+  using namespace elftest;
+  TempDir dir;
+  AssemblyData db;
+  Image image;
+  image.sections = {{".text", kProgBits, 0x100, std::string(64, '\0')}};
+  image.symbols = {{"weak_fn", 0x100, 8, kFunc, kWeak},
+                   {"unique_fn", 0x110, 8, kFunc, 10},  // an OS-specific binding
+                   {"obj", 0x120, 4, kObject, kWeak}};
+  testutil::WriteFile(dir / "small.elf", image.Build());
+  image.withSymtab = false;
+  testutil::WriteFile(dir / "bare.elf", image.Build());
+
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(db.ReadElfIntoElfMaps(dir / "missing.elf", 1), -1);
+  EXPECT_EQ(db.ReadElfIntoElfMaps(dir / "bare.elf", 1), -1);
+  EXPECT_FALSE(db.elfMapsInUse);
+  EXPECT_EQ(db.ReadElfIntoElfMaps(kCtrlLoop, 1), 0);
+  EXPECT_EQ(db.ReadElfIntoElfMaps(dir / "small.elf", 1), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Error: Could not read ELF file: " + dir / "missing.elf" + "\n" +
+                "Processing ELF file " + dir / "bare.elf" + "\n" +
+                "Error: No symbol table in elf file: " + dir / "bare.elf" + "\n" +
+                "Processing ELF file " + kCtrlLoop + "\n" +
+                "Processing ELF file " + dir / "small.elf" + "\n" +
+                "Warning: Could not find _SDA_BASE_ in elf file.\n");
+  EXPECT_FALSE(db.sdaBaseFound);
+  EXPECT_EQ(db.elfFuncMap.size(), 2u);  // the earlier image's symbols are gone
+  ASSERT_EQ(db.BuildMapsFromElfData(), 0);
+  EXPECT_EQ(db.FindFuncItem("weak_fn")->Scope, Weak);
+  EXPECT_EQ(db.FindFuncItem("unique_fn")->Scope, Global);
+  EXPECT_EQ(db.FindMemItem("obj")->Scope, Weak);
+}
+
+TEST(ElfMaps, CorruptImageStopsTheRun) {
+  TempDir dir;
+  const std::string corrupt = dir / "corrupt.elf";
+  testutil::WriteFile(corrupt, testutil::ReadFile(kCtrlLoop).substr(0, 40));
+  testutil::RunResult r = testutil::RunAnalyser({"--elffile", corrupt}, dir.path());
+  EXPECT_EQ(r.out, "Error: Could not read ELF file: " + corrupt + "\nProgram aborted on error\n");
+  EXPECT_EQ(r.status, 255);
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+// The ELF32 reader on real images and objects of the toolchain and on small
+// files written by the tests.
+#include <gtest/gtest.h>
+
+#include "TestUtil.h"
+#include "elf/ElfFile.h"
+#include "elf/ElfTestImage.h"
+
+namespace {
+
+using namespace elftest;
+using testutil::DataPath;
+
+template <typename Rec>
+std::string Name(const Rec* rec) {
+  return rec == nullptr ? "(null)" : rec->name;
+}
+
+struct Loaded {
+  testutil::TempDir dir;
+  ElfFile elf;
+  explicit Loaded(const std::string& bytes) {
+    testutil::WriteFile(dir / "t.elf", bytes);
+    EXPECT_EQ(elf.ReadFile(dir / "t.elf"), 1);
+  }
+};
+
+TEST(ElfFile, LinkedImage) {
+  ElfFile elf(DataPath("samples/ctrl_loop/ctrl_loop.elf"));
+  ASSERT_TRUE(elf.HasSymbolTable());
+  EXPECT_EQ(elf.Functions().size(), 53u);
+  // Addresses as the listing heads the functions.
+  fcn_symbols* main = elf.GetFcnSymAtAddr(0x20a40);
+  ASSERT_NE(main, nullptr);
+  EXPECT_STREQ(main->name, "main");
+  EXPECT_EQ(main->endAddress, 0x20ca0u);
+  EXPECT_EQ(Name(elf.GetFcnSymForAddr(0x20c9c)), "main");
+  EXPECT_EQ(Name(elf.GetFcnSymForAddr(0x20ca0)), "sum_abs");  // main's end is not in main
+  EXPECT_EQ(elf.GetFcnSymForAddr(0x20ddc), nullptr);          // padding after abort
+  EXPECT_TRUE(elf.IsStartOfFcnAddr(0x20a40));
+  EXPECT_EQ(elf.GetFcnSymByName("printf")->startAddress, 0x21c10u);
+  EXPECT_EQ(elf.GetFcnSymAtAddr(0x20dd0)->packetCount, 1u);  // abort: one packet of 3 words
+  // The two static log_line functions carry their source files.
+  EXPECT_STREQ(elf.GetFcnSymAtAddr(0x20220)->file, "calc.c");
+  EXPECT_STREQ(elf.GetFcnSymAtAddr(0x20d20)->file, "main.c");
+  EXPECT_EQ(elf.GetSymbolByName("_SDA_BASE_")->value, 0x23220u);
+  // start_argv holds the address of prog_name.
+  EXPECT_EQ(elf.GetObjSymAtAddr(0x231f8)->initialWord, 0x23200u);
+  EXPECT_STREQ(elf.GetObjSymAtAddr(0x231f8)->file, "crt0.c");
+  EXPECT_STREQ(elf.GetObjNameForAddr(0x2320c), "setpoints");
+}
+
+TEST(ElfFile, RelocatableObject) {
+  ElfFile elf(DataPath("toolchain/WholeArchive.o"));
+  // vsnprintf is at 0 in its own section, like every function of a
+  // per-function section.
+  EXPECT_TRUE(elf.CreateFuncReloMap("printf"));
+  EXPECT_EQ(Name(elf.FindReloItem(0x20, ElfFile::kReloFunction)), "vsnprintf");
+  EXPECT_EQ(Name(elf.FindReloItem(0x30, ElfFile::kReloFunction)), "__sys_write");
+  EXPECT_EQ(elf.FindReloItem(0x38, ElfFile::kReloFunction), nullptr);  // a data object
+  EXPECT_TRUE(elf.CreateFuncReloMap("out_num"));  // replaces the map
+  EXPECT_EQ(Name(elf.FindReloItem(0x40, ElfFile::kReloFunction)), "__valdrin_udivsi3");
+  EXPECT_EQ(elf.FindReloItem(0x20, ElfFile::kReloFunction), nullptr);
+  EXPECT_FALSE(elf.CreateFuncReloMap("no_such_function"));
+  EXPECT_EQ(elf.FindReloItem(0x40, ElfFile::kReloFunction), nullptr);
+  EXPECT_EQ(Name(elf.FindReloItem(0xd8, ElfFile::kReloText)), "__valdrin_divsf3");
+  EXPECT_EQ(Name(elf.FindReloItem(0x308, ElfFile::kReloText)), "expf");
+}
+
+TEST(ElfFile, LookupsFilesPacketsAndInitialWords) {
+  Image image;
+  // Parse bits of the words: 11, 01, 11, 11.
+  image.sections = {{".text", kProgBits, 0x100, Words({0xc000, 0x4000, 0xc0ff, 0xc000})},
+                    {".data", kProgBits, 0x200, Words({0x12345678, 0x100})},
+                    {".bss", kNoBits, 0x300, std::string(8, '\0')}};
+  image.symbols = {
+      {"early", 0x10c, 4, kFunc, kLocal},  // before any file symbol
+      {"a.c", 0, 0, kFile, kLocal, 0xfff1},
+      {"c_alias", 0x100, 12, kFunc, kLocal},
+      {"b_alias", 0x100, 12},
+      {"a_long", 0x100, 16},
+      {"inner", 0x104, 4},
+      {"table", 0x200, 8, kObject, kLocal, 2},
+      {"b.c", 0, 0, kFile, kLocal, 0xfff1},
+      {"lo", 0x204, 4, kObject, kLocal, 2},
+      {"zeroed", 0x300, 4, kObject, kGlobal, 3},
+      {"label", 0x108, 0, kNoType, kLocal},
+      {"runs_over", 0x10c, 64},
+      {"in_bss", 0x300, 8, kFunc, kGlobal, 3},
+      {"bad_index", 0x108, 4, kFunc, kGlobal, 99},
+  };
+  Loaded t(image.Build());
+  ElfFile& elf = t.elf;
+  // Same start: shorter end first, then by name; the next record follows.
+  fcn_symbols* first = elf.GetFirstFncAtAddr(0x100);
+  EXPECT_EQ(Name(first), "b_alias");
+  fcn_symbols* second = elf.GetNextFcnAtAddr(0x100, first);
+  EXPECT_EQ(Name(second), "c_alias");
+  EXPECT_EQ(Name(elf.GetNextFcnAtAddr(0x100, second)), "a_long");
+  EXPECT_EQ(Name(elf.GetFcnSymByName("c_alias")), "b_alias");  // the first at its address
+  fcn_symbols outside;
+  EXPECT_EQ(elf.GetNextFcnAtAddr(0x100, &outside), nullptr);
+  // Nested: the first of the records that contain the address.
+  EXPECT_EQ(Name(elf.GetFcnSymForAddr(0x104)), "b_alias");
+  EXPECT_EQ(Name(elf.GetFcnSymAtAddr(0x104)), "inner");
+  EXPECT_FALSE(elf.IsStartOfFcnAddr(0x104));
+  EXPECT_EQ(elf.GetFcnSymForAddr(0x14c), nullptr);  // the end of runs_over
+
+  fcn_symbols* early = elf.GetFcnSymAtAddr(0x10c);
+  EXPECT_EQ(first->packetCount, 2u);
+  EXPECT_EQ(early->packetCount, 1u);
+  EXPECT_EQ(elf.GetNextFcnAtAddr(0x10c, early)->packetCount, 1u);  // clipped at .text's end
+  EXPECT_EQ(elf.GetFcnSymAtAddr(0x300)->packetCount, 0u);          // not PROGBITS
+  EXPECT_EQ(elf.GetFcnSymAtAddr(0x108)->packetCount, 0u);          // bad section index
+  EXPECT_EQ(early->file, nullptr);
+  EXPECT_STREQ(second->file, "a.c");
+
+  EXPECT_EQ(elf.GetObjSymAtAddr(0x200)->initialWord, 0x12345678u);
+  EXPECT_STREQ(elf.GetObjSymAtAddr(0x200)->file, "a.c");
+  EXPECT_EQ(Name(elf.GetObjSymAtAddr(0x204)), "table");  // stepped back by containment
+  EXPECT_EQ(elf.Objects()[1].initialWord, 0x100u);
+  EXPECT_STREQ(elf.Objects()[1].file, "b.c");
+  EXPECT_EQ(elf.GetNotypeSymByName("label")->sectionIndex, 1);
+  EXPECT_STREQ(elf.GetNotypeSymByName("label")->file, "b.c");
+
+  Image bare = image;
+  bare.withSymtab = false;
+  Loaded b(bare.Build());
+  EXPECT_FALSE(b.elf.HasSymbolTable());
+  EXPECT_TRUE(b.elf.Functions().empty() && b.elf.Objects().empty());
+  EXPECT_EQ(b.elf.GetFcnSymAtAddr(0x100), nullptr);
+  EXPECT_EQ(b.elf.GetSymbolByName("table"), nullptr);
+}
+
+TEST(ElfFile, SyntheticRelocations) {
+  Image image;
+  image.sections = {
+      {".text", kProgBits, 0x100, std::string(0x100, '\0')},
+      {".other", kProgBits, 0x400, std::string(16, '\0')},
+      {".rela.sdata", kRela, 0,
+       Rela(0x10, 1, 0) + Rela(0x14, 1, 0x120) + Rela(0x10, 2, 0) + Rela(0x18, 3, 0) +
+           Rela(0x1c, 77, 0),
+       12},
+      {".rela.text", kRela, 0, Rela(0x30, 4, 0) + Rela(0x34, 2, 0) + Rela(0x38, 5, 0), 12},
+      {".rela.text.f", kRela, 0, Rela(0x8, 2, 0) + Rela(0xc, 5, 0), 12},
+      {".rela.text.zero", kRela, 0, Rela(0x8, 2, 0), 0},
+      {".rela.text.short", kRela, 0, Rela(0x8, 2, 0), 8},
+  };
+  image.symbols = {{"f", 0x100, 0x20},
+                   {"g", 0x120, 0x20},
+                   {"h", 0x400, 8, kFunc, kGlobal, 2},
+                   {".LTHUNK0", 0x140, 0x10, kFunc, kLocal},
+                   {"data", 0x100, 4, kObject},
+                   {"g", 0x300, 4}};  // a repeated name: the first entry counts
+  Loaded t(image.Build());
+  ElfFile& elf = t.elf;
+  EXPECT_EQ(elf.GetSymbolByName("g")->value, 0x120u);
+  EXPECT_EQ(Name(elf.FindReloItem(0x10, ElfFile::kReloSData)), "f");  // the first target stays
+  EXPECT_EQ(Name(elf.FindReloItem(0x14, ElfFile::kReloSData)), "g");  // by addend
+  EXPECT_EQ(elf.FindReloItem(0x18, ElfFile::kReloSData), nullptr);    // not in .text
+  EXPECT_EQ(elf.FindReloItem(0x1c, ElfFile::kReloSData), nullptr);    // no such symbol
+  EXPECT_EQ(Name(elf.FindReloItem(0x30, ElfFile::kReloText)), ".LTHUNK0");
+  EXPECT_EQ(Name(elf.FindReloItem(0x34, ElfFile::kReloText)), "g");
+  EXPECT_EQ(elf.FindReloItem(0x38, ElfFile::kReloText), nullptr);
+  EXPECT_TRUE(elf.CreateFuncReloMap("f"));
+  EXPECT_EQ(Name(elf.FindReloItem(0x8, ElfFile::kReloFunction)), "g");
+  EXPECT_EQ(elf.FindReloItem(0xc, ElfFile::kReloFunction), nullptr);
+  EXPECT_FALSE(elf.CreateFuncReloMap("zero"));  // entry size 0
+  EXPECT_FALSE(elf.CreateFuncReloMap("short"));  // entries shorter than 12 bytes
+  elf.InsertReloItem(0x99, &elf.Functions()[1], ElfFile::kReloText);
+  elf.InsertReloItem(0x99, &elf.Functions()[0], 7);  // no such map
+  EXPECT_EQ(elf.FindReloItem(0x99, ElfFile::kReloText), &elf.Functions()[1]);
+}
+
+}  // namespace

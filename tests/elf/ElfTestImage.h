@@ -1,0 +1,108 @@
+// Writes small little-endian ELF32 files for the reader tests: the sections
+// given (numbered from 1), then .symtab, .strtab, .shstrtab and the section
+// header table. Symbols are numbered from 1 as well.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace elftest {
+
+enum : uint8_t { kNoType = 0, kObject = 1, kFunc = 2, kFile = 4 };
+enum : uint8_t { kLocal = 0, kGlobal = 1, kWeak = 2 };
+enum : uint32_t { kProgBits = 1, kRela = 4, kNoBits = 8 };
+
+struct Symbol {
+  std::string name;
+  uint32_t value = 0;
+  uint32_t size = 0;
+  uint8_t type = kFunc;
+  uint8_t bind = kGlobal;
+  uint16_t section = 1;
+};
+
+struct Section {
+  std::string name;
+  uint32_t type = kProgBits;
+  uint32_t address = 0;
+  std::string data;
+  uint32_t entrySize = 0;
+};
+
+inline void Put(std::string& out, size_t at, uint32_t v, int bytes = 4) {
+  for (int i = 0; i < bytes; ++i) out[at + i] = static_cast<char>(v >> (8 * i));
+}
+
+inline std::string Words(const std::vector<uint32_t>& words) {
+  std::string out(words.size() * 4, '\0');
+  for (size_t i = 0; i < words.size(); ++i) Put(out, i * 4, words[i]);
+  return out;
+}
+
+inline std::string Rela(uint32_t offset, uint32_t symbol, int32_t addend) {
+  return Words({offset, symbol << 8 | 1, static_cast<uint32_t>(addend)});
+}
+
+struct Image {
+  std::vector<Section> sections;
+  std::vector<Symbol> symbols;
+  bool withSymtab = true;
+  size_t symtabOffset = 0;  // where the last Build() put the symbols
+  size_t sectionTable = 0;
+
+  size_t SectionHeader(size_t index) const { return sectionTable + index * 40; }
+
+  std::string Build() {
+    std::string out(52, '\0');
+    out.replace(0, 7, "\x7f" "ELF\1\1\1", 7);
+    Put(out, 16, 2, 2);
+    Put(out, 18, 0x5644, 2);
+    std::vector<Section> all = sections;
+    std::vector<uint32_t> offsets;
+    for (const Section& s : all) {
+      offsets.push_back(static_cast<uint32_t>(out.size()));
+      if (s.type != kNoBits) out += s.data;
+    }
+    if (withSymtab) {
+      std::string strtab(1, '\0');
+      std::string symtab(16, '\0');
+      for (const Symbol& sym : symbols) {
+        std::string entry = Words({static_cast<uint32_t>(strtab.size()), sym.value, sym.size, 0});
+        entry[12] = static_cast<char>(sym.bind << 4 | sym.type);
+        Put(entry, 14, sym.section, 2);
+        symtab += entry;
+        strtab += sym.name + '\0';
+      }
+      symtabOffset = out.size();
+      all.push_back({".symtab", 2, 0, symtab, 16});
+      all.push_back({".strtab", 3, 0, strtab, 0});
+      offsets.push_back(static_cast<uint32_t>(out.size()));
+      offsets.push_back(static_cast<uint32_t>(out.size() + symtab.size()));
+      out += symtab + strtab;
+    }
+    std::string names(1, '\0');
+    std::vector<uint32_t> nameOffsets;
+    all.push_back({".shstrtab", 3, 0, "", 0});
+    for (const Section& s : all) {
+      nameOffsets.push_back(static_cast<uint32_t>(names.size()));
+      names += s.name + '\0';
+    }
+    all.back().data = names;
+    offsets.push_back(static_cast<uint32_t>(out.size()));
+    out += names;
+    out.resize((out.size() + 3) & ~size_t{3});
+    sectionTable = out.size();
+    Put(out, 32, static_cast<uint32_t>(sectionTable));
+    Put(out, 48, static_cast<uint32_t>(all.size() + 1), 2);
+    Put(out, 50, static_cast<uint32_t>(all.size()), 2);
+    out += std::string(40, '\0');  // the null section
+    for (size_t i = 0; i < all.size(); ++i) {
+      out += Words({nameOffsets[i], all[i].type, 0, all[i].address, offsets[i],
+                    static_cast<uint32_t>(all[i].data.size()), 0, 0, 0, all[i].entrySize});
+    }
+    return out;
+  }
+};
+
+}  // namespace elftest
