@@ -1,16 +1,475 @@
-// STUB: replaced by the listing parser.
+// Reads the objdump listing of a linked image or of the linked toolchain
+// libraries: function headers, frame instructions, direct calls and jumps,
+// relocation lines and the forms of computed calls.
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "elf/ListingLines.h"
 #include "source/FileParser.h"
-int FileParser::ParseDisassembledElfFile(const std::string&) { return 0; }
-int FileParser::DisAsmLineHasKeywords() { return 0; }
-int FileParser::DisAsmLineHasKeywords2() { return 0; }
-int FileParser::ProcessKeywordsDisassembly() { return 0; }
-int FileParser::SetCurrentDisAsmFunction(std::string, std::string) { return -1; }
-void FileParser::ClearCurrentDisAsmFunction() {}
-int FileParser::HandleAllocframe2(const std::string&) { return 0; }
-int FileParser::HandleR29Line2(const std::string&) { return 0; }
-int FileParser::HandleDisAsmCall(std::string, const std::string&, int) { return 0; }
-int FileParser::HandleJump2(std::string, const std::string&) { return 0; }
-int FileParser::GetCallNameAddress(const std::string&, const std::string&, std::string&, std::string&) { return 0; }
-std::string FileParser::MakeAddress(const std::string& t) { return t; }
-std::string FileParser::MakeAddress(const std::string& b, const std::string&) { return b; }
-int FileParser::ResolveAliases(__func_attr*) { return 0; }
+
+namespace {
+
+constexpr const char* kDelimitersKeepParens = " \t\r\n,={}";  // valdrin-objdump
+constexpr const char* kDelimiters = " \t\r\n,={}()";           // valdrin-llvm-objdump
+constexpr const char* kBlanks = " \t";
+constexpr const char* kHandlerFailed = "12: ";
+
+// strtok over a string_view: each call may use another delimiter set.
+class Tokens {
+ public:
+  explicit Tokens(std::string_view text) : text_(text) {}
+  bool Next(const char* delimiters, std::string_view& token) {
+    size_t start = text_.find_first_not_of(delimiters, pos_);
+    if (start == std::string_view::npos) {
+      pos_ = text_.size();
+      return false;
+    }
+    size_t end = text_.find_first_of(delimiters, start);
+    if (end == std::string_view::npos) end = text_.size();
+    token = text_.substr(start, end - start);
+    pos_ = end < text_.size() ? end + 1 : end;
+    return true;
+  }
+
+ private:
+  std::string_view text_;
+  size_t pos_ = 0;
+};
+
+bool EndsWith(std::string_view text, char c) { return !text.empty() && text.back() == c; }
+bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+bool StartsWith(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+bool IsHexText(std::string_view text) {
+  if (text.empty()) return false;
+  for (char c : text) {
+    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))) return false;
+  }
+  return true;
+}
+
+// Parses an address written in hex, with or without 0x; false when none.
+bool ParseAddress(std::string_view text, uint32_t& value) {
+  if (StartsWith(text, "0x") || StartsWith(text, "0X")) text.remove_prefix(2);
+  if (!IsHexText(text) || text.size() > 16) return false;
+  uint64_t v = 0;
+  for (char c : text) v = (v << 4) | static_cast<uint64_t>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
+  value = static_cast<uint32_t>(v);
+  return true;
+}
+
+}  // namespace
+
+ElfFile* FileParser::ListingElf() const { return listingElf != nullptr ? listingElf : elfReader.get(); }
+
+int FileParser::ParseDisassembledElfFile(const std::string& path) {
+  PRINTS("Processing Disassembly file %s", path, "20: ");
+  std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+  if (!file) {
+    PRINTS("Error: Cannot open file %s\n", path, "10: ");
+    return -1;
+  }
+  long long length = 0;
+  if (std::fseek(file.get(), 0, SEEK_END) == 0) length = std::ftell(file.get());
+  std::fseek(file.get(), 0, SEEK_SET);
+  if (guiMode) PRINTI("%d%% complete", 0, "35: ");
+
+  ListingLineReader reader(file.get());
+  std::string_view line;
+  int lastPercent = 0;
+  lineCount = 0;
+  while (reader.Next(line)) {
+    ++lineCount;
+    // Two segments: before the first ";" and after it (a packet's second
+    // sub-instruction).
+    Tokens segments(line);
+    std::string_view first, second;
+    if (segments.Next(";", first)) {
+      ParseListingSegment(first, true);
+      if (segments.Next(";", second)) ParseListingSegment(second, false);
+    }
+    if (lineCount % 5000 == 0 && length > 0) {
+      int percent = static_cast<int>(reader.Position() * 100 / length);
+      if (guiMode && percent != lastPercent) PRINTI("%d%% complete", percent, "35: ");
+      lastPercent = percent;
+    }
+  }
+
+  ClearCurrentDisAsmFunction();
+  if (DeleteList(ListFalseFunction) != 1) PRINT("Error: Unable to destroy false function list.", "11: ");
+  hasFuncRelocations = false;
+  pendingFunction.clear();
+  if (guiMode) PRINTI("%d%% complete", 100, "35: ");
+  return 0;
+}
+
+void FileParser::ParseListingSegment(std::string_view segment, bool first) {
+  current.currentLine.assign(segment);
+  if (first && StartsWith(segment, "Disassembly of section ")) {
+    // A per-function section of a relocatable object has its own relocation
+    // section; any other section leaves the function map empty.
+    std::string_view section = segment.substr(std::strlen("Disassembly of section "));
+    hasFuncRelocations = false;
+    if (Contains(section, ".text.")) {
+      std::string_view name = section.substr(section.rfind('.') + 1);
+      if (!name.empty()) name.remove_suffix(1);  // the colon
+      ElfFile* elf = ListingElf();
+      if (!name.empty() && elf != nullptr) hasFuncRelocations = elf->CreateFuncReloMap(std::string(name));
+    }
+  }
+  int keep = first ? DisAsmLineHasKeywords() : DisAsmLineHasKeywords2();
+  if (keep == 1) {
+    current.lineText.assign(segment);
+    UpdateLineCache();
+    if (!skipFunction) ProcessKeywordsDisassembly();
+  }
+}
+
+void FileParser::ClearListingTokens() {
+  current.token1.clear();
+  current.token2.clear();
+  current.token3.clear();
+  current.token4.clear();
+  current.token5.clear();
+  current.lowerToken1.clear();
+  current.lowerToken2.clear();
+  current.lowerToken3.clear();
+  current.relocation.clear();
+}
+
+int FileParser::DisAsmLineHasKeywords() {
+  ClearListingTokens();
+  current.lineLabel.clear();
+  const char* delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
+  Tokens tokens(current.currentLine);
+  std::string_view firstToken, secondToken;
+  if (!tokens.Next(delimiters, firstToken)) return 0;
+  bool hasSecond = tokens.Next(delimiters, secondToken);
+
+  if (hasSecond && EndsWith(secondToken, ':')) {
+    // "<address> <name>:" opens a function.
+    std::string name(secondToken);
+    if (SetCurrentDisAsmFunction(name, std::string(firstToken)) == -1) {
+      PRINTS("Error: Function %s does not exist in elf file.", name, kHandlerFailed);
+    }
+    return 0;
+  }
+  if (!EndsWith(firstToken, ':')) return 0;
+  std::string_view label = firstToken.substr(0, firstToken.size() - 1);
+  if (!hasSecond && !IsHexText(label)) {
+    // "<name>:" alone: the function starts at the next instruction line.
+    pendingFunction.assign(firstToken);
+    return 0;
+  }
+
+  current.lineLabel.assign(label);
+  if (Contains(current.currentLine, "{")) current.packetAddress = current.lineLabel;
+  if (!pendingFunction.empty()) {
+    if (SetCurrentDisAsmFunction(pendingFunction, current.lineLabel) == -1) {
+      PRINTS("Error: Function %s does not exist in elf file.", pendingFunction, kHandlerFailed);
+    }
+    pendingFunction.clear();
+  }
+  if (!hasSecond) return 0;
+
+  if (secondToken[0] == 'R') {
+    // A relocation line under the instruction it patches.
+    current.token1.assign(secondToken);
+    std::string_view symbol;
+    if (tokens.Next(delimiters, symbol)) current.token2.assign(symbol);
+    return 1;
+  }
+  // Skip the rest of the encoding (three more bytes and the word).
+  std::string_view skipped;
+  for (int i = 0; i < 4; ++i) {
+    if (!tokens.Next(kBlanks, skipped)) return 0;
+  }
+  std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
+  std::string_view token;
+  int count = 0;
+  while (count < 5 && tokens.Next(delimiters, token)) fields[count++]->assign(token);
+  return count > 0 ? 1 : 0;
+}
+
+int FileParser::DisAsmLineHasKeywords2() {
+  ClearListingTokens();
+  const char* delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
+  Tokens tokens(current.currentLine);
+  std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
+  std::string_view token;
+  int count = 0;
+  while (count < 5 && tokens.Next(delimiters, token)) fields[count++]->assign(token);
+  return count > 0 ? 1 : 0;
+}
+
+int FileParser::SetCurrentDisAsmFunction(std::string name, std::string address) {
+  for (RegisterValue& reg : registerTable) reg = RegisterValue{};
+  if (objdumpKind == 1) {
+    name = name.size() >= 3 ? name.substr(1, name.size() - 3) : std::string();
+  } else {
+    size_t colon = name.find(':');
+    if (colon != std::string::npos) name.erase(colon);
+    // Both disassemblers put the name in angle brackets.
+    if (name.size() >= 2 && name.front() == '<' && name.back() == '>') name = name.substr(1, name.size() - 2);
+  }
+  if (address.size() < 8) address.insert(0, 8 - address.size(), '0');
+
+  __func_attr* record = FindFunction(name, address);
+  if (record == nullptr) {
+    ClearCurrentDisAsmFunction();
+    if (name.find("__jump_around_trampolines") != std::string::npos) {
+      skipFunction = true;  // trampoline code is not analysed
+      return 0;
+    }
+    return -1;
+  }
+  ClearCurrentDisAsmFunction();
+  skipFunction = IsPresetFunction(record) != 0;
+  record->IsFound = true;
+  listedFunctions.insert(record);
+  currentFunction = record;
+  ClearLineCache();
+  return 0;
+}
+
+void FileParser::ClearCurrentDisAsmFunction() {
+  skipFunction = false;
+  if (currentFunction != nullptr) ResolveAliases(currentFunction);
+  ClearCurrentFunction();
+}
+
+int FileParser::ProcessKeywordsDisassembly() {
+  const std::string& t1 = current.token1;
+  const std::string& t2 = current.token2;
+  const std::string& t3 = current.token3;
+  const std::string& t4 = current.token4;
+  const std::string& t5 = current.token5;
+  auto warnIf = [this](int result, const char* text) {
+    if (result != 0) PRINT(text, kHandlerFailed);
+  };
+  auto isJump = [](const std::string& t) { return t == "jump" || Contains(t, "jump:"); };
+  const bool startsR = !t1.empty() && t1[0] == 'r';
+  const bool halfRegister = Contains(t1, ".l") || Contains(t1, ".h");
+  std::string name, address;
+
+  if (t1 == "allocframe") {
+    warnIf(HandleAllocframe2(t2), "Warning: HandleAllocframe2 failed.");
+  } else if (t1 == "r29") {
+    warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
+  } else if (t1 == "call" || t2 == "call") {
+    const std::string& target = t1 == "call" ? t2 : t3;
+    const std::string& nameToken = t1 == "call" ? t3 : t4;
+    int result = GetCallNameAddress(target, nameToken, name, address);
+    if (result == 0) result = HandleDisAsmCall(name, address, 0);
+    warnIf(result, "Warning: HandleDisAsmCall failed.");
+  } else if (isJump(t1) || isJump(t2)) {
+    const std::string& target = isJump(t1) ? t2 : t3;
+    const std::string& nameToken = isJump(t1) ? t3 : t4;
+    int result = GetCallNameAddress(target, nameToken, name, address);
+    if (result == 0) result = HandleJump2(name, address);
+    warnIf(result, "Warning: HandleJump2 failed.");
+  } else if (startsR && (t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#"))) {
+    warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
+  } else if (startsR && Contains(t2, "##")) {
+    warnIf(HandleConstantExtender2(t2), "Warning: HandleConstantExtender2 failed.");
+  } else if (t1 == "memw" && Contains(t5, "##")) {
+    warnIf(HandleConstantExtender2(t5), "Warning: HandleConstantExtender2 failed.");
+  } else if (startsR && (Contains(t3, "##") || Contains(t4, "##"))) {
+    warnIf(HandleConstantExtender2(Contains(t3, "##") ? t3 : t4), "Warning: HandleConstantExtender2 failed.");
+  } else if (!halfRegister) {
+    if (Contains(t1, "R_VLD")) {
+      if (Contains(t2, ".sdata")) {
+        warnIf(HandleSDataCall(t2), "Warning: HandleSDataCall failed.");
+      } else if (Contains(t2, ".text")) {
+        warnIf(HandleTextCall(t2), "Warning: HandleDisAsmCall failed.");
+      } else if (Contains(t1, "PCR") || Contains(t1, "R_VLD_32") || Contains(t1, "R_VLD_HI16")) {
+        warnIf(HandlePcRelCall(t2), "Warning: HandlePcRelCall failed.");
+      }
+    }
+  } else {
+    uint32_t value = 0;
+    if (RecordHalfRegister(t1, t2, value)) {
+      warnIf(HandleIndirectCall3(value), "Warning: HandleIndirectCall3 failed.");
+    }
+  }
+  return 0;
+}
+
+bool FileParser::RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value) {
+  // "rN.l = #lo" / "rN.h = #hi": a register built in halves.
+  if (target.size() < 4 || target[0] != 'r') return false;
+  char* end = nullptr;
+  long number = std::strtol(target.c_str() + 1, &end, 10);
+  if (end == target.c_str() + 1 || number < 0 || number >= 32 || *end != '.') return false;
+  const bool low = end[1] == 'l';
+  if (!low && end[1] != 'h') return false;
+  size_t hash = operand.find('#');
+  if (hash == std::string::npos) return false;
+  const uint32_t half = static_cast<uint32_t>(std::strtoul(operand.c_str() + hash + 1, nullptr, 10)) & 0xffffu;
+  RegisterValue& reg = registerTable[number];
+  if (low) {
+    reg.value = (reg.value & 0xffff0000u) | half;
+    reg.lowKnown = true;
+  } else {
+    reg.value = (reg.value & 0x0000ffffu) | (half << 16);
+    reg.highKnown = true;
+  }
+  if (!(reg.lowKnown && reg.highKnown)) return false;
+  value = reg.value;
+  return true;
+}
+
+int FileParser::HandleAllocframe2(const std::string& token) { return HandleAllocframe(token, ""); }
+
+int FileParser::HandleR29Line2(const std::string& line) { return HandleR29Line(line, "", 1); }
+
+std::string FileParser::MakeAddress(const std::string& token) {
+  if (token.size() > 7) return token;
+  return std::string(8 - token.size(), '0') + token;
+}
+
+std::string FileParser::MakeAddress(const std::string& base, const std::string& offset) {
+  // The packet address plus the signed offset written in the token.
+  uint32_t start = 0;
+  ParseAddress(base, start);
+  std::string text = offset;
+  if (!text.empty() && text[0] == '#') text.erase(0, 1);
+  long long delta = std::strtoll(text.c_str(), nullptr, 0);
+  return GetHexString(start + static_cast<uint32_t>(delta));
+}
+
+int FileParser::GetCallNameAddress(const std::string& target, const std::string& nameToken,
+                                   std::string& name, std::string& address) {
+  name.clear();
+  address.clear();
+  if (objdumpKind == 1) {
+    // "call 20080 <factorial>": the name stands in angle brackets.
+    name = nameToken;
+    if (!name.empty() && name.front() == '<') name.erase(0, 1);
+    size_t close = name.find_first_of(">+");
+    if (close != std::string::npos) name.erase(close);
+    address = MakeAddress(target);
+    return 0;
+  }
+  uint32_t value = 0;
+  if (StartsWith(target, "0x") || StartsWith(target, "0X")) {
+    if (!ParseAddress(target, value)) return 0;
+    address = GetHexString(value);
+  } else {
+    address = MakeAddress(current.packetAddress, target);
+    ParseAddress(address, value);
+  }
+  ElfFile* elf = ListingElf();
+  if (elf == nullptr) return 0;
+  // In a relocatable object every per-function section starts at 0, so
+  // several functions contain the address: the current one is meant.
+  fcn_symbols* symbol = nullptr;
+  if (currentFunction != nullptr) {
+    for (fcn_symbols* s = elf->GetFcnSymForAddr(value); s != nullptr && s->startAddress <= value;
+         s = NextContaining(elf, s, value)) {
+      if (s->name != nullptr && currentFunction->Name == s->name) {
+        symbol = s;
+        break;
+      }
+    }
+  }
+  if (symbol == nullptr) symbol = elf->GetFcnSymForAddr(value);
+  if (symbol != nullptr && symbol->name != nullptr) name = symbol->name;
+  return 0;
+}
+
+fcn_symbols* FileParser::NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address) {
+  std::vector<fcn_symbols>& all = elf->Functions();
+  size_t index = static_cast<size_t>(symbol - all.data()) + 1;
+  for (; index < all.size() && all[index].startAddress <= address; ++index) {
+    if (address < all[index].endAddress) return &all[index];
+  }
+  return nullptr;
+}
+
+__func_attr* FileParser::FindListedFunction(const std::string& name, const std::string& address) {
+  if (__func_attr* record = FindFunction(name, address)) return record;
+  // A target inside a file-local function: its key holds the start address.
+  uint32_t value = 0;
+  ElfFile* elf = ListingElf();
+  if (elf != nullptr && ParseAddress(address, value)) {
+    for (fcn_symbols* s = elf->GetFcnSymForAddr(value); s != nullptr; s = NextContaining(elf, s, value)) {
+      if (s->name != nullptr && name == s->name) {
+        if (__func_attr* record = FindFuncItem(GetLocalName(name, s->startAddress))) return record;
+      }
+    }
+  }
+  return nullptr;
+}
+
+int FileParser::HandleDisAsmCall(std::string name, const std::string& address, int computed) {
+  if (currentFunction == nullptr) {
+    PRINT("Warning: Call failed for no current function.", kHandlerFailed);
+    return -1;
+  }
+  StripPlt(name);
+  if (name.empty()) return 0;
+  if (name == currentFunction->Name) {
+    if (computed) return 0;
+    // A call to its own line or packet is a branch to itself, or in a
+    // relocatable object a target still to be filled in by a relocation.
+    uint32_t target = 0, label = 0, packet = 0;
+    if (ParseAddress(address, target) &&
+        ((ParseAddress(current.lineLabel, label) && label == target) ||
+         (ParseAddress(current.packetAddress, packet) && packet == target))) {
+      return 0;
+    }
+  }
+  __func_attr* target = FindListedFunction(name, address);
+  if (target == nullptr) target = IsPresetFunction(name);
+  if (target == nullptr) return 0;  // not a function the analysis knows
+  target->IsUsed = true;
+  target->HasParent = true;
+  if (computed) currentFunction->HasPtrToFunc = true;
+  return InsertCallListItem(currentFunction, target->Key) == 0 ? 0 : -1;
+}
+
+int FileParser::HandleJump2(std::string name, const std::string& address) {
+  if (currentFunction == nullptr) {
+    PRINT("Warning: Jump failed for no current function.", kHandlerFailed);
+    return -1;
+  }
+  StripPlt(name);
+  size_t plus = name.find('+');
+  if (plus != std::string::npos) name.erase(plus);
+  if (name.empty() || name == currentFunction->Name) return 0;  // a branch inside the function
+  bool known = FindListedFunction(name, address) != nullptr;
+  ElfFile* elf = ListingElf();
+  if (!known && elf != nullptr) {
+    uint32_t value = 0;
+    known = elf->GetFcnSymByName(name) != nullptr ||
+            (ParseAddress(address, value) && elf->GetFcnSymForAddr(value) != nullptr);
+  }
+  if (!known) return 0;
+  return HandleDisAsmCall(name, address, 0);
+}
+
+int FileParser::ResolveAliases(__func_attr* record) {
+  ElfFile* elf = ListingElf();
+  if (record == nullptr || elf == nullptr) return 0;
+  const ElfSymbol* symbol = elf->GetSymbolByName(record->Name);
+  if (symbol == nullptr) return 0;
+  const uint32_t address = symbol->value;
+  fcn_symbols* first = elf->GetFirstFncAtAddr(address);
+  if (first == nullptr) return 0;
+  const uint16_t section = first->sectionIndex;
+  for (fcn_symbols* s = first; s != nullptr; s = elf->GetNextFcnAtAddr(address, s)) {
+    if (s->sectionIndex != section || s->name == nullptr || record->Name == s->name) continue;
+    __func_attr* alias = FindFunction(s->name, GetHexString(s->startAddress));
+    // Only a symbol whose own code was never listed takes the results, and
+    // never a function defined in the sources.
+    if (alias != nullptr && alias != record && listedFunctions.count(alias) == 0 &&
+        (elfMode || alias->IsReplaceable || !alias->IsFound)) {
+      DuplicateAttributes(alias, record);
+    }
+  }
+  return 0;
+}

@@ -153,6 +153,12 @@ class FileParser : public AssemblyData {
   static std::string MakeAddress(const std::string& token);
   static std::string MakeAddress(const std::string& base, const std::string& offset);
   int ResolveAliases(__func_attr* record);
+  ElfFile* ListingElf() const;
+  void ParseListingSegment(std::string_view segment, bool first);
+  void ClearListingTokens();
+  bool RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value);
+  static fcn_symbols* NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address);
+  __func_attr* FindListedFunction(const std::string& name, const std::string& address);
 
   // ---- Computed calls ----------------------------------------------------
   int HandleIndirectCall3(uint32_t value);
@@ -161,6 +167,7 @@ class FileParser : public AssemblyData {
   int HandleSDataCall(const std::string& token);
   int HandleTextCall(const std::string& token);
   int HandlePcRelCall(const std::string& token);
+  int CallFunctionAt(uint32_t address, int computed);
 
   // ---- Toolchain ---------------------------------------------------------
   int detectTools();
@@ -234,6 +241,12 @@ class FileParser : public AssemblyData {
   bool objectSized = false;
 
   // Listing state.
+  // The object whose listing is parsed: the image, or a linked library
+  // object; null means the image read into elfReader.
+  ElfFile* listingElf = nullptr;
+  // Functions whose code the listing has shown (their header was parsed):
+  // other symbols at their address take their results from them.
+  std::unordered_set<const __func_attr*> listedFunctions;
   std::string pendingFunction;
   bool skipFunction = false;
   bool hasFuncRelocations = false;

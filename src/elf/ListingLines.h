@@ -1,0 +1,32 @@
+// Reads a text file line by line in large blocks, as getline into a
+// 1024-byte buffer would see it, without a heap allocation per line.
+#pragma once
+
+#include <cstdio>
+#include <string_view>
+#include <vector>
+
+class ListingLineReader {
+ public:
+  static constexpr size_t kMaxLine = 1023;
+
+  explicit ListingLineReader(FILE* file, size_t blockSize = 1 << 20);
+
+  // The next line without its newline, cut to kMaxLine characters (the rest
+  // of an overlong line is skipped) and at its first NUL byte. False at the
+  // end of the file.
+  bool Next(std::string_view& line);
+  // Bytes consumed so far.
+  long long Position() const { return consumed_; }
+
+ private:
+  bool Refill();
+
+  FILE* file_;
+  std::vector<char> buffer_;
+  size_t begin_ = 0;
+  size_t end_ = 0;
+  bool eof_ = false;
+  long long consumed_ = 0;
+  std::vector<char> carry_;  // an overlong line's kept head, across refills
+};

@@ -1,0 +1,163 @@
+// The listing parser on hand-written listings against the sample images:
+// headers, direct and computed calls, relocations, aliases.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "TestUtil.h"
+#include "elf/ElfTestImage.h"
+#include "source/FileParser.h"
+
+using namespace testutil;
+
+namespace {
+
+std::vector<std::string> Calls(const __func_attr* f) {
+  return f ? std::vector<std::string>(f->callList.begin(), f->callList.end()) : std::vector<std::string>{};
+}
+
+// A program object in image mode over a sample image.
+struct Image {
+  FileParser p;
+  TempDir tmp;
+  explicit Image(const std::string& elf, int kind = 2) {
+    p.elfMode = true;
+    p.objdumpKind = kind;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(p.ReadElfIntoElfMaps(DataPath(elf), 1), 0);
+    EXPECT_EQ(p.BuildMapsFromElfData(), 0);
+    testing::internal::GetCapturedStdout();
+  }
+  std::string Parse(const std::string& listing) {
+    WriteFile(tmp / "x.dis", listing);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(p.ParseDisassembledElfFile(tmp / "x.dis"), 0);
+    return testing::internal::GetCapturedStdout();
+  }
+};
+
+const std::string kPreamble = "\nctrl_loop.elf:\tfile format elf32-valdrin\n\nDisassembly of section .text:\n\n";
+
+TEST(ListingParser, HeadersDirectCallsAndJumps) {
+  Image img("samples/ctrl_loop/ctrl_loop.elf");
+  std::string out = img.Parse(kPreamble +
+                              "020080 <factorial>:\n"  // six digits: padded to 00020080
+                              "   20080:\t02 c0 9d a0\ta09dc002 { \tallocframe(#16) } \n"
+                              "   200b0:\te8 ff ff 5b\t5bffffe8 { \tcall 0x20080 } \n"
+                              "   200b4:\t00 c0 00 58\t5800c000 { \tjump 0x200b4 } \n"
+                              "\t\t...\n"
+                              "\n"
+                              "<calc_eval>:\n"  // no address: the next line gives it
+                              "   200d0:\t00 c0 00 5a\t5a00c000 { \tcall 0x20d20 } \n"
+                              "   200d4:\t00 c0 00 58\t5800c000 { \tjump 0x200e0 } \n"
+                              "   200d8:\t00 c0 00 58\t5800c000 { \tjump 0x20080 } \n"
+                              "   200dc:\t00 00 00 00\t00000000 <unknown>\n"
+                              "\n"
+                              "00099990 <no_such_function>:\n"
+                              "   99990:\t00 c0 00 5a\t5a00c000 { \tcall 0x20080 } \n");
+  const __func_attr* factorial = img.p.FindFuncItem("factorial");
+  ASSERT_NE(factorial, nullptr);
+  // A call to its own start is recursion; a jump to its own line is not.
+  EXPECT_EQ(Calls(factorial), std::vector<std::string>{"factorial"});
+  const __func_attr* calcEval = img.p.FindFuncItem("calc_eval");
+  ASSERT_NE(calcEval, nullptr);
+  // The static log_line of main.c is keyed by its address; the jump inside
+  // the function is no call, the jump to factorial is a tail call.
+  EXPECT_EQ(Calls(calcEval), (std::vector<std::string>{"log_line-of-00020d20", "factorial"}));
+  EXPECT_TRUE(img.p.FindFuncItem("log_line-of-00020d20")->HasParent);
+  EXPECT_EQ(out,
+            "Processing Disassembly file " + img.tmp / "x.dis" + "\n"
+            "Error: Function <no_such_function>: does not exist in elf file.\n"
+            "Warning: Call failed for no current function.\n"
+            "Warning: HandleDisAsmCall failed.\n");
+}
+
+TEST(ListingParser, ComputedCallsThroughConstantsAndHalves) {
+  Image img("samples/ctrl_loop/ctrl_loop.elf");
+  img.Parse(kPreamble +
+            "00020080 <factorial>:\n"
+            "   20080:\t00 c0 00 78\t7800c000 { \tr0 = ##131280 } \n"    // calc_eval's address
+            "   20084:\t00 c0 00 78\t7800c000 { \tr1 = ##0x200d0 } \n"   // read as decimal 200
+            "\n"
+            "000205c0 <pid_init>:\n"
+            "   205c0:\t00 c0 00 78\t7800c000 { \tr3.l = #208 } \n"
+            "   205c4:\t00 c0 00 78\t7800c000 { \tr3.h = #2 } \n");
+  const __func_attr* factorial = img.p.FindFuncItem("factorial");
+  EXPECT_EQ(Calls(factorial), std::vector<std::string>{"calc_eval"});
+  EXPECT_TRUE(factorial->HasPtrToFunc);
+  const __func_attr* pidInit = img.p.FindFuncItem("pid_init");
+  EXPECT_EQ(Calls(pidInit), std::vector<std::string>{"calc_eval"});
+  EXPECT_TRUE(pidInit->HasPtrToFunc);
+}
+
+TEST(ListingParser, DataWordsRelativeToTheSmallDataBase) {
+  Image img("samples/sensor_node/sensor_node.elf", 1);
+  ASSERT_TRUE(img.p.sdaBaseFound);
+  const obj_symbols* handlers = img.p.FindElfMemItem("handlers");
+  ASSERT_NE(handlers, nullptr);
+  const fcn_symbols* first = img.p.elfReader->GetFcnSymAtAddr(handlers->initialWord);
+  ASSERT_NE(first, nullptr);
+  const std::string offset = std::to_string(handlers->startAddress - img.p.sdaBase);
+  img.Parse("\nsensor_node.elf:\tfile format elf32-valdrin\n\n"
+            "00020200 <dispatch>:\n"
+            "   20210:\t00 c0 a1 50\t50a1c000 { \tr1 = memw(#" + offset + ") } \n"
+            "   20214:\t00 c0 a1 50\t50a1c000 { \tr1 = memw(#0) } \n");
+  const __func_attr* dispatch = img.p.FindFuncItem("dispatch");
+  EXPECT_EQ(Calls(dispatch), std::vector<std::string>{first->name});
+  EXPECT_TRUE(dispatch->HasPtrToFunc);
+}
+
+TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
+  FileParser p;
+  p.objdumpKind = 2;
+  ElfFile library(DataPath("toolchain/WholeArchive.o"));
+  for (const fcn_symbols& f : library.Functions()) {
+    std::string key = f.binding == 0 ? AssemblyData::GetLocalName(f.name, f.startAddress) : f.name;
+    p.CreateFuncAttr(key, f.name);
+  }
+  p.listingElf = &library;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(p.ParseDisassembledElfFile(DataPath("toolchain/WholeArchive.o.dis")), 0);
+  testing::internal::GetCapturedStdout();
+  // printf at 0x20 calls vsnprintf and at 0x30 __sys_write; the displayed
+  // targets are placeholders and never make printf recursive.
+  std::vector<std::string> calls = Calls(p.FindFuncItem("printf"));
+  EXPECT_NE(std::find(calls.begin(), calls.end(), "vsnprintf"), calls.end());
+  EXPECT_NE(std::find(calls.begin(), calls.end(), "__sys_write"), calls.end());
+  EXPECT_EQ(std::find(calls.begin(), calls.end(), "printf"), calls.end());
+}
+
+TEST(ListingParser, SymbolsSharingAnAddressShareResults) {
+  TempDir tmp;
+  elftest::Image image;
+  image.sections.push_back({".text", elftest::kProgBits, 0x1000, std::string(0x40, '\0')});
+  image.sections.push_back({".text2", elftest::kProgBits, 0x1000, std::string(0x40, '\0')});
+  image.symbols = {{"impl", 0x1000, 0x20}, {"alias", 0x1000, 0x20}, {"other", 0x1000, 0x20, elftest::kFunc, elftest::kGlobal, 2},
+                   {"callee", 0x1020, 0x20}};
+  WriteFile(tmp / "a.elf", image.Build());
+  FileParser p;
+  p.elfMode = true;
+  p.objdumpKind = 2;
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(p.ReadElfIntoElfMaps(tmp / "a.elf", 1), 0);
+  p.BuildMapsFromElfData();
+  WriteFile(tmp / "a.dis", "00001000 <impl>:\n    1000:\t00 c0 00 5a\t5a00c000 { \tcall 0x1020 } \n");
+  p.ParseDisassembledElfFile(tmp / "a.dis");
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(Calls(p.FindFuncItem("impl")), std::vector<std::string>{"callee"});
+  EXPECT_EQ(Calls(p.FindFuncItem("alias")), std::vector<std::string>{"callee"});
+  EXPECT_TRUE(Calls(p.FindFuncItem("other")).empty());  // another section
+}
+
+TEST(ListingParser, ImageModeRunsOnEverySample) {
+  for (const std::string program : {"ctrl_loop", "dsp_pipeline", "sensor_node", "shapes_cpp"}) {
+    TempDir tmp;
+    auto r = RunAnalyser({"--elffile", DataPath("samples/" + program + "/" + program + ".elf"), "--outdir", tmp.path()});
+    EXPECT_EQ(r.status, 0) << program << r.out;
+    EXPECT_NE(r.out.find("Backend Processing Complete"), std::string::npos) << program;
+    EXPECT_EQ(r.out.find("does not exist in elf file"), std::string::npos) << program << r.out;
+    EXPECT_FALSE(FileExists(tmp / (program + ".elf.dis")));  // the listing is removed
+  }
+}
+
+}  // namespace
