@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 // Scope (binding) values; they index scopestring.
@@ -88,9 +89,65 @@ struct __mem_attr {
   bool IsReplaceable = false;
 };
 
-// All maps compare keys byte-wise; the transparent comparator lets lookups
-// take a string_view without building a std::string.
-using FuncMap = std::map<std::string, std::unique_ptr<__func_attr>, std::less<>>;
+// Function records by key, iterated in byte-wise key order as the reports
+// need, with a hash index beside the ordered map: the parsers look a
+// function up for every call they meet, and a string-compared tree walk per
+// lookup dominated the analysis of large programs.
+class FuncMap {
+ public:
+  using Map = std::map<std::string, std::unique_ptr<__func_attr>, std::less<>>;
+  using iterator = Map::iterator;
+  using const_iterator = Map::const_iterator;
+  using value_type = Map::value_type;
+
+  iterator begin() { return map_.begin(); }
+  iterator end() { return map_.end(); }
+  const_iterator begin() const { return map_.begin(); }
+  const_iterator end() const { return map_.end(); }
+  size_t size() const { return map_.size(); }
+  bool empty() const { return map_.empty(); }
+
+  iterator find(std::string_view key) {
+    auto it = index_.find(key);
+    return it == index_.end() ? map_.end() : it->second;
+  }
+  const_iterator find(std::string_view key) const {
+    auto it = index_.find(key);
+    return it == index_.end() ? map_.cend() : const_iterator(it->second);
+  }
+  size_t count(std::string_view key) const { return index_.count(key); }
+
+  std::pair<iterator, bool> try_emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
+    auto result = map_.try_emplace(key, std::move(value));
+    if (result.second) index_.emplace(std::string_view(result.first->first), result.first);
+    return result;
+  }
+  std::pair<iterator, bool> emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
+    return try_emplace(key, std::move(value));
+  }
+  iterator erase(iterator it) {
+    index_.erase(std::string_view(it->first));
+    return map_.erase(it);
+  }
+  size_t erase(std::string_view key) {
+    auto it = find(key);
+    if (it == map_.end()) return 0;
+    erase(it);
+    return 1;
+  }
+  void clear() {
+    index_.clear();
+    map_.clear();
+  }
+
+ private:
+  Map map_;
+  // Views of the map's own keys, which never move while their node lives.
+  std::unordered_map<std::string_view, iterator> index_;
+};
+
+// All other maps compare keys byte-wise; the transparent comparator lets
+// lookups take a string_view without building a std::string.
 using MemMap = std::map<std::string, std::unique_ptr<__mem_attr>, std::less<>>;
 // Descending cumulative stack; equal keys keep insertion order.
 using SizeMap = std::multimap<int32_t, __func_attr*, std::greater<int32_t>>;

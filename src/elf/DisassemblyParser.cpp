@@ -10,23 +10,37 @@
 
 namespace {
 
-constexpr const char* kDelimitersKeepParens = " \t\r\n,={}";  // valdrin-objdump
-constexpr const char* kDelimiters = " \t\r\n,={}()";           // valdrin-llvm-objdump
-constexpr const char* kBlanks = " \t";
+// A set of delimiter characters with constant-time membership.
+class Delimiters {
+ public:
+  constexpr explicit Delimiters(const char* chars) : table_{} {
+    for (; *chars != '\0'; ++chars) table_[static_cast<unsigned char>(*chars)] = true;
+  }
+  constexpr bool operator()(char c) const { return table_[static_cast<unsigned char>(c)]; }
+
+ private:
+  bool table_[256];
+};
+
+constexpr Delimiters kDelimitersKeepParens(" \t\r\n,={}");  // valdrin-objdump
+constexpr Delimiters kDelimiters(" \t\r\n,={}()");           // valdrin-llvm-objdump
+constexpr Delimiters kBlanks(" \t");
+constexpr Delimiters kSemicolon(";");
 constexpr const char* kHandlerFailed = "12: ";
 
 // strtok over a string_view: each call may use another delimiter set.
 class Tokens {
  public:
   explicit Tokens(std::string_view text) : text_(text) {}
-  bool Next(const char* delimiters, std::string_view& token) {
-    size_t start = text_.find_first_not_of(delimiters, pos_);
-    if (start == std::string_view::npos) {
+  bool Next(const Delimiters& delimiters, std::string_view& token) {
+    size_t start = pos_;
+    while (start < text_.size() && delimiters(text_[start])) ++start;
+    if (start >= text_.size()) {
       pos_ = text_.size();
       return false;
     }
-    size_t end = text_.find_first_of(delimiters, start);
-    if (end == std::string_view::npos) end = text_.size();
+    size_t end = start;
+    while (end < text_.size() && !delimiters(text_[end])) ++end;
     token = text_.substr(start, end - start);
     pos_ = end < text_.size() ? end + 1 : end;
     return true;
@@ -87,9 +101,9 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
     // sub-instruction).
     Tokens segments(line);
     std::string_view first, second;
-    if (segments.Next(";", first)) {
+    if (segments.Next(kSemicolon, first)) {
       ParseListingSegment(first, true);
-      if (segments.Next(";", second)) ParseListingSegment(second, false);
+      if (segments.Next(kSemicolon, second)) ParseListingSegment(second, false);
     }
     if (lineCount % 5000 == 0 && length > 0) {
       int percent = static_cast<int>(reader.Position() * 100 / length);
@@ -143,7 +157,7 @@ void FileParser::ClearListingTokens() {
 int FileParser::DisAsmLineHasKeywords() {
   ClearListingTokens();
   current.lineLabel.clear();
-  const char* delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
+  const Delimiters& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
   Tokens tokens(current.currentLine);
   std::string_view firstToken, secondToken;
   if (!tokens.Next(delimiters, firstToken)) return 0;
@@ -196,7 +210,7 @@ int FileParser::DisAsmLineHasKeywords() {
 
 int FileParser::DisAsmLineHasKeywords2() {
   ClearListingTokens();
-  const char* delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
+  const Delimiters& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
   Tokens tokens(current.currentLine);
   std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
   std::string_view token;
