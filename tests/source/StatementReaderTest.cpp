@@ -81,6 +81,48 @@ TEST(StatementReader, LineEndsAndLengthLimits) {
   EXPECT_EQ(ReaderStatements("a;;b\n\n;\nc\0d;e\n"s, 1024),
             (Statements{{1, "a"}, {1, ""}, {1, "b"}, {3, ""}, {4, "c"}, {4, "e"}}));
 
+  // 1023 characters and a newline are one good line; 1024 end the file.
+  TempDir dir;
+  FileParser p;
+  const std::string ok = ".size a, 1" + std::string(1013, ' ') + "\n.size b, 2\n";
+  const std::string cut = ".size a, 1;" + std::string(1013, ' ') + "\n.size b, 2\n";
+  const std::string lost = ".size a, 1" + std::string(1014, ' ') + "\n.size b, 2\n";
+  ASSERT_EQ(ok.find('\n'), 1023u);
+  const auto paths = WriteFiles(dir, {{"ok.s", ok}, {"cut.s", cut}, {"lost.s", lost}});
+  p.warnFile = false;
+  testing::internal::CaptureStdout();
+  p.ParseAssemblyFile(paths[0], 1);
+  std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(Has(out, "function a not found")) << out;
+  EXPECT_TRUE(Has(out, "function b not found in file " + paths[0] + "\nLine 2: .size b, 2\n")) << out;
+  testing::internal::CaptureStdout();
+  p.ParseAssemblyFile(paths[1], 1);
+  out = testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(Has(out, "function a not found"));
+  EXPECT_FALSE(Has(out, "function b"));
+  testing::internal::CaptureStdout();
+  p.ParseAssemblyFile(paths[2], 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(StatementReader, StatementsOfOneLineShareItsNumber) {
+  TempDir dir;
+  FileParser p;
+  const auto paths = WriteFiles(dir, {{"a.s", "\t.file \"a.c\"\n\t.size x, 1; .size y, 2\n\t.size z, 3"},
+                                      {"b.s", ";.size x, 1\n"},
+                                      {"c.s", ""}});
+  std::string out = RunPasses(p, paths);
+  EXPECT_TRUE(Has(out, "function x not found in file " + paths[0] + "\nLine 2: \t.size x, 1\n")) << out;
+  EXPECT_TRUE(Has(out, "function y not found in file " + paths[0] + "\nLine 2:  .size y, 2\n")) << out;
+  EXPECT_FALSE(Has(out, "function z"));
+  // A file starting with ';' is not read, and reported once (pass 1 only).
+  EXPECT_TRUE(Has(out, "Warning: Cannot interpret file " + paths[1] + ".\n"));
+  EXPECT_FALSE(Has(out, "Missing .file declaration for file " + paths[1]));
+  // An empty file has no .file either.
+  EXPECT_TRUE(Has(out, "Warning: Missing .file declaration for file " + paths[2] + "\n"));
+  p.guiMode = true;
+  out = RunPasses(p, {paths[1]});
+  EXPECT_EQ(out, "13: Warning: Cannot interpret file " + paths[1] + ".\n");
 }
 
 TEST(StatementReader, TokensSectionsAndMacros) {
@@ -129,6 +171,36 @@ TEST(StatementReader, TokensSectionsAndMacros) {
   ASSERT_TRUE(t.Next(kBlankDelimiters, token));
   EXPECT_EQ(token, "d");
   EXPECT_FALSE(t.Next(kBlankDelimiters, token));
+}
+
+TEST(StatementReader, CacheKeepsTheTwentyNewestStatements) {
+  TempDir dir;
+  FileParser p;
+  std::string content = "\t.file \"c.c\"\n";
+  for (int i = 1; i <= 25; ++i) content += "s" + std::to_string(i) + " x" + (i % 2 ? "\n" : ";");
+  const auto paths = WriteFiles(dir, {{"c.s", content + "\n"}});
+  RunPasses(p, paths);
+  ASSERT_EQ(p.LineCacheSize(), 20u);
+  EXPECT_EQ(p.CachedLine(0).lineText, "s25 x");
+  EXPECT_EQ(p.CachedLine(0).token2, "x");
+  EXPECT_EQ(p.CachedLine(19).lineText, "s6 x");
+  EXPECT_EQ(p.lineNumber, 15);
+  p.ClearLineCache();
+  EXPECT_EQ(p.LineCacheSize(), 0u);
+}
+
+TEST(StatementReader, ArbitraryBytesAreHarmless) {
+  TempDir dir;
+  std::mt19937 random(7);
+  std::string binary;
+  for (int i = 0; i < 300000; ++i) binary += static_cast<char>(random() % 256 == 0 ? '\n' : random() % 256);
+  std::string lines;
+  for (int i = 0; i < 3000; ++i) lines += "r29 = sub(r29,r1); call ##; allocframe(#\0x; .L:\n"s;
+  const auto paths = WriteFiles(dir, {{"bin.s", binary}, {"nolf.s", std::string(5000000, 'q')},
+                                      {"lines.s", "f:\n" + lines}});
+  FileParser p;
+  RunPasses(p, paths);
+  SUCCEED();
 }
 
 }  // namespace
