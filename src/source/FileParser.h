@@ -102,6 +102,7 @@ class FileParser : public AssemblyData {
   // Reads a whole file statement by statement and hands every accepted
   // statement to the given pass (1 or 2).
   void ReadStatements(FILE* stream, const std::string& path, int pass);
+  void HandleStatement(std::string_view statement, const std::string& path, int pass);
   const ProcessedSourceLine& CachedLine(size_t index) const;  // 0 = newest
   size_t LineCacheSize() const { return lineCacheCount_; }
 

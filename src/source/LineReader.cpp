@@ -73,9 +73,21 @@ bool BlockLineReader::ReadLine(std::string_view& line, size_t& consumed) {
   }
 }
 
+StatementSplitter::StatementSplitter(std::string_view line, size_t limit) : line_(line), limit_(limit) {
+  // The common case: a line read up to its newline (so the limit leaves room
+  // for all of it) without ';' is a single statement, or none when empty.
+  whole_ = limit == line.size() + 1 && std::memchr(line.data(), ';', line.size()) == nullptr;
+  done_ = whole_ && line.empty();
+}
+
 bool StatementSplitter::Next(std::string_view& statement) {
   statement = {};
   if (done_) return false;
+  if (whole_) {
+    done_ = true;
+    statement = CutAtNul(line_);
+    return true;
+  }
   // At most limit - 1 characters are stored; the one after them may still be
   // the delimiter.
   const size_t maxStored = limit_ > 0 ? limit_ - 1 : 0;
@@ -98,9 +110,13 @@ bool StatementSplitter::Next(std::string_view& statement) {
     done_ = true;
     return false;
   }
-  statement = std::string_view(start, length);
-  if (const void* nul = std::memchr(statement.data(), '\0', statement.size())) {
-    statement = statement.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - statement.data()));
-  }
+  statement = CutAtNul(std::string_view(start, length));
   return true;
+}
+
+std::string_view CutAtNul(std::string_view text) {
+  if (const void* nul = std::memchr(text.data(), '\0', text.size())) {
+    text = text.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - text.data()));
+  }
+  return text;
 }

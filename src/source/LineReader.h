@@ -52,7 +52,7 @@ class BlockLineReader {
 // the first failure ends the line.
 class StatementSplitter {
  public:
-  StatementSplitter(std::string_view line, size_t limit) : line_(line), limit_(limit) {}
+  StatementSplitter(std::string_view line, size_t limit);
 
   // The next statement, cut at its first NUL byte (the statement buffer is a
   // C string).
@@ -63,4 +63,8 @@ class StatementSplitter {
   size_t limit_;
   size_t pos_ = 0;
   bool done_ = false;
+  bool whole_ = false;  // a complete line without ';': one statement
 };
+
+// The text up to its first NUL byte.
+std::string_view CutAtNul(std::string_view text);

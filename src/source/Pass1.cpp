@@ -69,7 +69,7 @@ int FileParser::ParseAssemblyFile(const std::string& path, int pass) {
 }
 
 int FileParser::ProcessKeywordsPass1(const std::string& file) {
-  const std::string& l1 = current.lowerToken1;
+  const std::string_view l1 = current.lowerToken1;
   const std::string& t1 = current.token1;
   const std::string& t2 = current.token2;
   const std::string& t3 = current.token3;
@@ -98,7 +98,7 @@ int FileParser::ProcessKeywordsPass1(const std::string& file) {
       HandleCodeLabelPass1(WithoutColon(t1), file);
       return 0;
     }
-    if (current.lowerToken3 == "@function") {
+    if (std::string_view(current.lowerToken3) == "@function") {
       if (CreateFunction(t2, file) != 0) {
         PrintWarning("Warning: CreateFunction %s failed in file %s", t2, file, "12: ", lineNumber,
                      current.lineText);
@@ -127,7 +127,7 @@ int FileParser::ProcessKeywordsPass1(const std::string& file) {
                      file, "43: ", lineNumber, current.lineText);
       }
       EndCurrentFunction();
-    } else if (l1 == "jumpr" && current.lowerToken2 == "r31") {
+    } else if (l1 == "jumpr" && std::string_view(current.lowerToken2) == "r31") {
       functionEnded = true;
     }
     return 0;
@@ -154,7 +154,7 @@ int FileParser::ProcessKeywordsPass1(const std::string& file) {
     currentObject = object;
     return 0;
   }
-  if (current.lowerToken3 == "@object") {
+  if (std::string_view(current.lowerToken3) == "@object") {
     if (CreateObject(t2, file, "-1") != 0) {
       PrintWarning("Warning: CreateObject %s failed in file %s", t2, file, "12: ", lineNumber,
                    current.lineText);

@@ -14,7 +14,7 @@ bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-bool StartsWithR(const std::string& token) { return !token.empty() && token[0] == 'r'; }
+bool StartsWithR(std::string_view token) { return !token.empty() && token[0] == 'r'; }
 
 // The statement without white space, optionally in lower case.
 std::string Squeeze(std::string_view text, bool lower) {
@@ -46,7 +46,9 @@ std::string RegisterName(const std::string& token) {
   if (token.empty() || (token[0] != 'r' && token[0] != 'R')) return {};
   size_t end = 1;
   while (end < token.size() && token[end] >= '0' && token[end] <= '9') ++end;
-  return "r" + token.substr(1, end - 1);
+  std::string name(1, 'r');
+  name.append(token, 1, end - 1);
+  return name;
 }
 
 int32_t Negate(int32_t value) { return static_cast<int32_t>(0u - static_cast<uint32_t>(value)); }
@@ -54,9 +56,10 @@ int32_t Negate(int32_t value) { return static_cast<int32_t>(0u - static_cast<uin
 }  // namespace
 
 int FileParser::ProcessKeywordsPass2(const std::string& file) {
-  const std::string& l1 = current.lowerToken1;
-  const std::string& l2 = current.lowerToken2;
-  const std::string& l3 = current.lowerToken3;
+  // Views compare by length first, which keeps the many keyword tests cheap.
+  const std::string_view l1 = current.lowerToken1;
+  const std::string_view l2 = current.lowerToken2;
+  const std::string_view l3 = current.lowerToken3;
   const std::string& t1 = current.token1;
 
   if (l1 == ".weak" || l1 == ".globl" || l1 == ".global") {

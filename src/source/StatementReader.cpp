@@ -26,16 +26,21 @@ void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass)
     // first 1023 characters; the stream then reports end of file.
     reader.ReadLine(line, consumed);
     StatementSplitter splitter(line, consumed);
-    while (splitter.Next(statement)) {
-      current.lineText.assign(statement);
-      if (!SourceLineHasKeywords()) continue;
-      UpdateLineCache();
-      if (pass == 1) {
-        ProcessKeywordsPass1(path);
-      } else {
-        ProcessKeywordsPass2(path);
-      }
-    }
+    while (splitter.Next(statement)) HandleStatement(statement, path, pass);
+  }
+}
+
+void FileParser::HandleStatement(std::string_view statement, const std::string& path, int pass) {
+  current.lineText.assign(statement);
+  if (!SourceLineHasKeywords()) return;
+  // The cache serves the register search of pass 2 inside a function body,
+  // and setting a function clears it: pass 1 and statements outside any
+  // measured body would only fill it for nothing.
+  if (pass == 2 && currentFunction != nullptr && !foreignFunction) UpdateLineCache();
+  if (pass == 1) {
+    ProcessKeywordsPass1(path);
+  } else {
+    ProcessKeywordsPass2(path);
   }
 }
 
@@ -52,20 +57,21 @@ bool FileParser::SourceLineHasKeywords() {
   Tokenizer tokenizer(current.lineText);
   std::string_view token;
   if (!tokenizer.Next(delimiters, token) || token.front() == '#') return false;
-  current.token1.assign(token);
-  AssignLower(current.lowerToken1, token);
+  // The fields are empty here: appending is the cheapest way to fill them.
+  current.token1.append(token);
+  AppendLower(current.lowerToken1, token);
   if (tokenizer.Next(delimiters, token)) {
-    current.token2.assign(token);
-    AssignLower(current.lowerToken2, token);
+    current.token2.append(token);
+    AppendLower(current.lowerToken2, token);
     if (tokenizer.Next(delimiters, token)) {
-      current.token3.assign(token);
-      AssignLower(current.lowerToken3, token);
-      if (tokenizer.Next(delimiters, token)) current.token4.assign(token);
+      current.token3.append(token);
+      AppendLower(current.lowerToken3, token);
+      if (tokenizer.Next(delimiters, token)) current.token4.append(token);
     }
   }
 
   // Macro bodies are invisible to both passes; .endm always returns to text.
-  const std::string& first = current.lowerToken1;
+  const std::string_view first = current.lowerToken1;
   if (first == ".macro") {
     sectionState = SectionMacro;
     return false;
@@ -81,7 +87,7 @@ bool FileParser::SourceLineHasKeywords() {
   } else if (first == ".data") {
     sectionState = SectionData;
   } else if (first == ".section") {
-    const std::string& name = current.lowerToken2;
+    const std::string_view name = current.lowerToken2;
     if (Contains(name, "text")) {
       sectionState = SectionText;
     } else if (Contains(name, "bss") || Contains(name, "data")) {
@@ -102,19 +108,24 @@ void FileParser::UpdateLineCache() {
   // the capacity of its strings, so a warm cache never allocates.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
   ProcessedSourceLine& slot = lineCache_[lineCacheHead_];
-  slot.lineText = current.lineText;
-  slot.token1 = current.token1;
-  slot.token2 = current.token2;
-  slot.token3 = current.token3;
-  slot.token4 = current.token4;
-  slot.lowerToken1 = current.lowerToken1;
-  slot.lowerToken2 = current.lowerToken2;
-  slot.lowerToken3 = current.lowerToken3;
-  slot.token5 = current.token5;
-  slot.lineLabel = current.lineLabel;
-  slot.packetAddress = current.packetAddress;
-  slot.currentLine = current.currentLine;
-  slot.relocation = current.relocation;
+  // Many fields are empty on both sides (the listing fields always are for
+  // source statements): those need no copy.
+  auto copy = [](std::string& to, const std::string& from) {
+    if (!to.empty() || !from.empty()) to = from;
+  };
+  copy(slot.lineText, current.lineText);
+  copy(slot.token1, current.token1);
+  copy(slot.token2, current.token2);
+  copy(slot.token3, current.token3);
+  copy(slot.token4, current.token4);
+  copy(slot.lowerToken1, current.lowerToken1);
+  copy(slot.lowerToken2, current.lowerToken2);
+  copy(slot.lowerToken3, current.lowerToken3);
+  copy(slot.token5, current.token5);
+  copy(slot.lineLabel, current.lineLabel);
+  copy(slot.packetAddress, current.packetAddress);
+  copy(slot.currentLine, current.currentLine);
+  copy(slot.relocation, current.relocation);
   if (lineCacheCount_ < kLineCacheSize) ++lineCacheCount_;
 }
 
