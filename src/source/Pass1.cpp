@@ -202,9 +202,9 @@ void FileParser::HandleCodeLabelPass1(const std::string& name, const std::string
   if (IsLabel(name)) return;  // a branch target, not a symbol
   const bool insideBody = currentFunction != nullptr && !functionEnded;
 
-  if (FindFunction(name, file) != nullptr) {
+  if (__func_attr* record = FindFunction(name, file)) {
     if (!insideBody) {
-      SetCurrentFunction(name, file);
+      SetCurrentFunction(record, file);
     } else if (DoesListItemExist(name, ListGlobal)) {
       // A second global entry point inside a body stands for that function.
       if (InsertAliasItem(name, currentFunction->Name, 0) != 0) {
@@ -322,13 +322,16 @@ int FileParser::CreateObject(const std::string& name, const std::string& file, c
 }
 
 int FileParser::SetCurrentFunction(const std::string& name, const std::string& file) {
+  return SetCurrentFunction(FindFunction(name, file), file);
+}
+
+int FileParser::SetCurrentFunction(__func_attr* record, const std::string& file) {
   ClearLineCache();
   foreignFunction = false;
   if (functionEnded) {
     EndCurrentFunction();
     functionEnded = false;
   }
-  __func_attr* record = FindFunction(name, file);
   if (record == nullptr) return -1;
   // Preset functions keep their fixed frame, and a body that belongs to
   // another file's record is not measured here.

@@ -73,7 +73,8 @@ int FileParser::ProcessKeywordsPass2(const std::string& file) {
   if (!t1.empty() && t1.back() == ':') {
     if (currentFunction != nullptr && !functionEnded) return 0;  // a label inside the body
     const std::string name = t1.substr(0, t1.size() - 1);
-    if (FindFunction(name, file) != nullptr && SetCurrentFunction(name, file) != 0) {
+    __func_attr* record = FindFunction(name, file);
+    if (record != nullptr && SetCurrentFunction(record, file) != 0) {
       PrintWarning("Warning: SetCurrentFunction %s failed in file %s", name, file, "12: ", lineNumber,
                    current.lineText);
     }
