@@ -112,7 +112,7 @@ class FileParser : public AssemblyData {
   int CreateFunction(const std::string& name, const std::string& file);
   int CreateObject(const std::string& name, const std::string& file, const std::string& size);
   int SetCurrentFunction(const std::string& name, const std::string& file);
-  int SetCurrentFunction(__func_attr* record, const std::string& file);  // record already looked up
+  int SetCurrentFunctionRecord(__func_attr* record, const std::string& file);  // record already looked up
   static bool IsLabel(const std::string& name);
   int HandleCommon(const std::string& file);
   int HandleLCommon(const std::string& file);

@@ -204,7 +204,7 @@ void FileParser::HandleCodeLabelPass1(const std::string& name, const std::string
 
   if (__func_attr* record = FindFunction(name, file)) {
     if (!insideBody) {
-      SetCurrentFunction(record, file);
+      SetCurrentFunctionRecord(record, file);
     } else if (DoesListItemExist(name, ListGlobal)) {
       // A second global entry point inside a body stands for that function.
       if (InsertAliasItem(name, currentFunction->Name, 0) != 0) {
@@ -322,10 +322,10 @@ int FileParser::CreateObject(const std::string& name, const std::string& file, c
 }
 
 int FileParser::SetCurrentFunction(const std::string& name, const std::string& file) {
-  return SetCurrentFunction(FindFunction(name, file), file);
+  return SetCurrentFunctionRecord(FindFunction(name, file), file);
 }
 
-int FileParser::SetCurrentFunction(__func_attr* record, const std::string& file) {
+int FileParser::SetCurrentFunctionRecord(__func_attr* record, const std::string& file) {
   ClearLineCache();
   foreignFunction = false;
   if (functionEnded) {

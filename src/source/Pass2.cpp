@@ -30,14 +30,16 @@ std::string Squeeze(std::string_view text, bool lower) {
 
 // The immediate operand of a squeezed statement: the text after the first
 // "#" once everything from the last ")" on is gone. So allocframe(#16)
-// gives 16 and allocframe(#(8+8)) gives (8+8). False without a "#".
+// gives 16 and allocframe(#(8+8)) gives (8+8). A constant-extended ##16
+// gives 16 as well. False without a "#".
 bool ImmediateText(const std::string& text, std::string& immediate) {
   immediate = text;
   const size_t close = immediate.rfind(')');
   if (close != std::string::npos) immediate.erase(close);
   const size_t hash = immediate.find('#');
   if (hash == std::string::npos) return false;
-  immediate.erase(0, hash + 1);
+  const bool extended = hash + 1 < immediate.size() && immediate[hash + 1] == '#';
+  immediate.erase(0, hash + (extended ? 2 : 1));
   return true;
 }
 
@@ -74,7 +76,7 @@ int FileParser::ProcessKeywordsPass2(const std::string& file) {
     if (currentFunction != nullptr && !functionEnded) return 0;  // a label inside the body
     const std::string name = t1.substr(0, t1.size() - 1);
     __func_attr* record = FindFunction(name, file);
-    if (record != nullptr && SetCurrentFunction(record, file) != 0) {
+    if (record != nullptr && SetCurrentFunctionRecord(record, file) != 0) {
       PrintWarning("Warning: SetCurrentFunction %s failed in file %s", name, file, "12: ", lineNumber,
                    current.lineText);
     }

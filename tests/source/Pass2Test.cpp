@@ -33,7 +33,7 @@ TEST(Pass2, FramesFromAllocframeAndStackPointerArithmetic) {
       Function("f24", "\t{\n\t\tallocframe(r29,#24):raw\n\t}\n") +
       Function("twice", "\tallocframe(#4*4)\n\tallocframe(#8)\n\tallocframe(#(8+8))\n\tallocframe(r29)\n") +
       Function("arith", "\tr29 = add(r29,#-16)\n\tr29 = add(r29,#8)\n\tr29 = sub(r29,#8)\n"
-                        "\tr29 = sub(r29,#-8)\n\tsp = sub(sp,#4)\n\tR29 = ADD(R29,#-2)\n") +
+                        "\tr29 = sub(r29,#-8)\n\tsp = sub(sp,#4)\n\tR29 = ADD(R29,#-2)\n\tr29 = add(r29,##-40000)\n") +
       Function("regs", "\tr1 = #64\n\tr29 = sub(r29,r1)\n\tr2.l = #4\n\tr2.h = #1\n\tp0 = cmp.eq(r2,#0)\n"
                        "\tr29 = sub(r29, r2)\n\tr3 = #8\n\tr3 = #16\n\tr29 = sub(r29,r3)\n") +
       Function("u1", "\tr29 = add(r29,r0)\n") + Function("u2", "\tr5.l = #4\n\tr29 = sub(r29,r5)\n") +
@@ -52,7 +52,7 @@ TEST(Pass2, FramesFromAllocframeAndStackPointerArithmetic) {
   EXPECT_EQ(Stack(p, "twice-of-p.s"), 24 + 16 + 24);
   EXPECT_TRUE(Has(out, "12: Warning: HandleAllocframe twice failed in file " + file + "\n\n47: Line " +
                            std::to_string(LineOf(content, "(r29)")) + ": \tallocframe(r29)\n"));
-  EXPECT_EQ(Stack(p, "arith-of-p.s"), 16 + 8 + 4 + 2);
+  EXPECT_EQ(Stack(p, "arith-of-p.s"), 16 + 8 + 4 + 2 + 40000);
   EXPECT_EQ(Stack(p, "regs-of-p.s"), 64 + 65540 + 16);
   EXPECT_EQ(p.FindFuncItem("regs-of-p.s")->BranchType, Closed);
   for (const char* name : {"u1", "u2", "u3", "u4", "u5", "u6"}) {
@@ -126,6 +126,25 @@ TEST(Pass2, CallsJumpsAndLoadedAddresses) {
   RunPasses(parens, paths);
   EXPECT_EQ(Calls(parens.FindFuncItem("selfjump-of-c.s")), (std::vector<std::string>{"known"}));
   EXPECT_EQ(Calls(parens.FindFuncItem("caller-of-c.s")), Calls(caller));
+}
+
+TEST(Pass2, FunctionMarkerMacros) {
+  TempDir dir;
+  const auto paths = WriteFiles(dir, {{"m.s", "function_begin alpha\n\tallocframe(#8)\n\tcall beta\n"
+                                              "FALLTHROUGH_TAIL_CALL(alpha, beta)\n\tallocframe(#16)\n"
+                                              "function_end beta\n\tcall nobody\n"}});
+  FileParser p;
+  p.warnFile = false;
+  const std::string out = RunPasses(p, paths);
+  const __func_attr* alpha = p.FindFuncItem("alpha");
+  const __func_attr* beta = p.FindFuncItem("beta");
+  ASSERT_NE(alpha, nullptr);
+  ASSERT_NE(beta, nullptr);
+  EXPECT_EQ(alpha->Stack, 16);
+  EXPECT_EQ(Calls(alpha), (std::vector<std::string>{"beta"}));
+  EXPECT_EQ(beta->Stack, 24);
+  EXPECT_EQ(beta->Scope, Global);
+  EXPECT_TRUE(Has(out, "Warning: Call failed for no current function.\n"));
 }
 
 TEST(Pass2, RegisterSearchInListingForm) {

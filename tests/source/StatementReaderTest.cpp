@@ -173,6 +173,26 @@ TEST(StatementReader, TokensSectionsAndMacros) {
   EXPECT_FALSE(t.Next(kBlankDelimiters, token));
 }
 
+TEST(StatementReader, FindTextSectionInListing) {
+  FileParser p;
+  std::string listing = "\nprog.elf:\tfile format elf32-valdrin\n\nDisassembly of section .text:\n\n00001000 <f>:\n";
+  std::FILE* file = fmemopen(listing.data(), listing.size(), "r");
+  EXPECT_EQ(p.FindTextSection(file), 0);
+  EXPECT_EQ(p.lineNumber, 4);
+  EXPECT_EQ(p.current.lineText, "Disassembly of section .text:");
+  char next[32] = {};
+  ASSERT_NE(std::fgets(next, sizeof next, file), nullptr);
+  EXPECT_STREQ(next, "\n");  // reading goes on after the section line
+  std::fclose(file);
+
+  std::string none = "a\n" + std::string(2000, 'x') + "\nDisassembly of section .text:\n";
+  file = fmemopen(none.data(), none.size(), "r");
+  p.lineNumber = 0;
+  EXPECT_EQ(p.FindTextSection(file), -1);  // the over-long line ends the search
+  EXPECT_EQ(p.lineNumber, 2);
+  std::fclose(file);
+}
+
 TEST(StatementReader, CacheKeepsTheTwentyNewestStatements) {
   TempDir dir;
   FileParser p;
