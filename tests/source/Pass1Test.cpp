@@ -1,5 +1,7 @@
 // Pass 1: function and object records, scopes, aliases and the warnings
 // about what the compiler left out.
+#include <map>
+
 #include "PassTestUtil.h"
 
 using passtest::Has;
@@ -9,28 +11,11 @@ using testutil::TempDir;
 
 namespace {
 
+// foo_thunk: is on line 10, h: on line 18.
 const char* const kLabels =
-    "\t.text\n"
-    "\t.file\t\"a.c\"\n"
-    "\t.globl\tf\n"
-    "\t.type\tf,@function\n"
-    "f:\n"
-    "\tallocframe(#8)\n"
-    ".L_bb1:\n"
-    "1:\n"
-    "\tjump 1b\n"
-    "foo_thunk:\n"
-    "\t.globl\tf_entry\n"
-    "f_entry:\n"
-    "\tjumpr r31\n"
-    "\t.size\tf, .Lend-f\n"
-    "\t.type\ts,@function\n"
-    "s:\n"
-    "\tjumpr r31\n"
-    "h:\n"
-    "\tnop\n"
-    "\t.size\ts, 4\n"
-    ".set\tother_name, f\n";
+    "\t.text\n\t.file\t\"a.c\"\n\t.globl\tf\n\t.type\tf,@function\nf:\n\tallocframe(#8)\n.L_bb1:\n1:\n\tjump 1b\n"
+    "foo_thunk:\n\t.globl\tf_entry\nf_entry:\n\tjumpr r31\n\t.size\tf, .Lend-f\n\t.type\ts,@function\ns:\n"
+    "\tjumpr r31\nh:\n\tnop\n\t.size\ts, 4\n.set\tother_name, f\n";
 
 TEST(Pass1, LabelsMakeFunctionsAliasesAndWarnings) {
   TempDir dir;
@@ -43,26 +28,18 @@ TEST(Pass1, LabelsMakeFunctionsAliasesAndWarnings) {
             "45: Warning: Label foo_thunk does not begin with .L in file " + a + "\n47: Line 10: foo_thunk:\n" +
                 "41: Warning: Missing @function declaration for h in file " + a + "\n47: Line 18: h:\n" +
                 "41: Warning: Missing .size directive for function h in file " + a + "\n");
-  std::vector<std::string> keys;
-  for (const auto& entry : p.functionMap) keys.push_back(entry.first);
-  EXPECT_EQ(keys, (std::vector<std::string>{"f", "h-of-a.s", "s-of-a.s"}));
-  const __func_attr* f = p.FindFuncItem("f");
-  EXPECT_TRUE(f->IsFound);
-  EXPECT_EQ(f->Scope, Global);
-  EXPECT_EQ(f->Path, a);
-  EXPECT_EQ(p.FindFuncItem("s-of-a.s")->Scope, Local);
+  std::map<std::string, std::string> functions;  // key -> scope and file
+  for (const auto& [key, f] : p.functionMap) functions[key] = scopestring[f->Scope] + (" " + f->Path);
+  EXPECT_EQ(functions, (std::map<std::string, std::string>{
+                           {"f", "Global " + a}, {"h-of-a.s", "Local " + a}, {"s-of-a.s", "Local " + a}}));
   // Only the missing .size is stored: the other two name no record yet.
   ASSERT_EQ(p.warnings.size(), 1u);
   EXPECT_EQ(p.warnings[0].Key, "h-of-a.s");
   EXPECT_EQ(p.warnings[0].LineNum, -1);
 
-  ASSERT_EQ(p.aliasList.size(), 3u);
-  EXPECT_EQ(p.aliasList[0].alias + ">" + p.aliasList[0].target, "foo_thunk>f");
-  EXPECT_EQ(p.aliasList[0].flag, 1);
-  EXPECT_EQ(p.aliasList[1].alias + ">" + p.aliasList[1].target, "f_entry>f");
-  EXPECT_EQ(p.aliasList[1].flag, 0);
-  EXPECT_EQ(p.GetAliasAttribute("other_name", a), f);
-
+  std::string aliases;
+  for (const AliasEntry& entry : p.aliasList) aliases += entry.alias + ">" + entry.target + std::to_string(entry.flag) + " ";
+  EXPECT_EQ(aliases, "foo_thunk>f1 f_entry>f0 other_name>f0 ");
   FileParser quiet;
   quiet.warnBadLabel = quiet.warnAtFunction = quiet.warnFuncSize = false;
   EXPECT_EQ(RunPasses(quiet, paths), "");
@@ -88,32 +65,25 @@ TEST(Pass1, ScopesCollisionsAndReplacement) {
   EXPECT_EQ(out, "48: Warning: Global collision for function f in file " + paths[1] +
                      "\n49: Forcing to local, subsequent references will use first instance from file " + paths[0] +
                      "\n");
-  EXPECT_EQ(p.FindFuncItem("f")->Path, paths[0]);
-  const __func_attr* second = p.FindFuncItem("f-of-b.s");
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(second->Scope, Local);
-  EXPECT_EQ(second->Path, paths[1]);
+  // Collisions stay local; a global replaces a weak one, a weak one after a
+  // global is ignored; static functions of one name stay apart.
+  std::map<std::string, std::string> functions;  // key -> scope and file
+  for (const auto& [key, f] : p.functionMap) functions[key] = scopestring[f->Scope] + (" " + f->Path);
+  EXPECT_EQ(functions, (std::map<std::string, std::string>{{"f", "Global " + paths[0]},
+                                                           {"f-of-b.s", "Local " + paths[1]},
+                                                           {"w", "Global " + paths[2]},
+                                                           {"g", "Global " + paths[1]},
+                                                           {"s-of-a.s", "Local " + paths[0]},
+                                                           {"s-of-b.s", "Local " + paths[1]},
+                                                           {"h-of-a.s", "Local " + paths[0]},
+                                                           {"aidfn", "Global " + paths[2]}}));
   EXPECT_EQ(p.warnings.back().File2, paths[0]);
-  // A global replaces a weak one; a weak one after a global is ignored.
-  EXPECT_EQ(p.FindFuncItem("w")->Path, paths[2]);
-  EXPECT_EQ(p.FindFuncItem("w")->Scope, Global);
-  EXPECT_EQ(p.FindFuncItem("g")->Path, paths[1]);
-  EXPECT_EQ(p.FindFuncItem("g")->Scope, Global);
-  // Static functions of one name stay apart.
-  EXPECT_EQ(p.FindFuncItem("s-of-a.s")->Path, paths[0]);
-  EXPECT_EQ(p.FindFuncItem("s-of-b.s")->Path, paths[1]);
   // An aid-file figure gives way to the definition in the sources.
   const __func_attr* aid = p.FindFuncItem("aidfn");
-  EXPECT_EQ(aid->Path, paths[2]);
-  EXPECT_EQ(aid->Stack, 0);
-  EXPECT_FALSE(aid->IsAidEntry);
-  EXPECT_FALSE(aid->IsReplaceable);
-  EXPECT_TRUE(aid->IsFound);
-
+  EXPECT_TRUE(aid->Stack == 0 && !aid->IsAidEntry && !aid->IsReplaceable && aid->IsFound);
   FileParser quiet;
   quiet.warnBadLabel = quiet.warnAtFunction = quiet.warnFuncSize = quiet.warnCollision = false;
   EXPECT_EQ(RunPasses(quiet, paths), "");
-  EXPECT_NE(quiet.FindFuncItem("f-of-b.s"), nullptr);
 }
 
 TEST(Pass1, DataObjectsAndTheirSizes) {
@@ -122,29 +92,11 @@ TEST(Pass1, DataObjectsAndTheirSizes) {
   p.guiMode = true;
   const auto paths = WriteFiles(
       dir, {{"e.s", "\t.file \"e.c\"\n\t.data\n\t.globl gobj\n\t.type gobj,@object\ngobj:\n\t.size gobj, 40\n"},
-            {"d.s",
-             "\t.file\t\"d.c\"\n"           // 1
-             "\t.comm\tctext,4,4\n"         // 2: in a text section, ignored
-             "\t.data\n"                     // 3
-             "\t.globl\tobj\n"               // 4
-             "\t.type\tobj,@object\n"        // 5
-             "obj:\n"                        // 6
-             "\t.space\t12\n"                // 7
-             "\t.space\t4\n"                 // 8
-             "\t.size\tobj, 2 * 10 // bytes\n"  // 9
-             "\t.type\tlast,@object\n"       // 10
-             "\t.comm\tlast,2,2\n"           // 11
-             "\t.lcomm\tlc,64,8\n"           // 12
-             "buf:\n"                        // 13
-             "\t.space\t8\n"                 // 14
-             "\t.type\tnosize,@object\n"     // 15
-             "\t.size\tghost, 4\n"           // 16
-             "\t.weak\tgobj\n"               // 17
-             "\t.type\tgobj,@object\n"       // 18
-             "gobj:\n"                       // 19
-             "\t.space\t100\n"               // 20
-             "\t.size\tgobj, 100\n"          // 21
-             ".L.str:\n"                     // 22
+            {"d.s",  // ghost is on line 16
+             "\t.file\t\"d.c\"\n\t.comm\tctext,4,4\n\t.data\n\t.globl\tobj\n\t.type\tobj,@object\nobj:\n"
+             "\t.space\t12\n\t.space\t4\n\t.size\tobj, 2 * 10 // bytes\n\t.type\tlast,@object\n\t.comm\tlast,2,2\n"
+             "\t.lcomm\tlc,64,8\nbuf:\n\t.space\t8\n\t.type\tnosize,@object\n\t.size\tghost, 4\n\t.weak\tgobj\n"
+             "\t.type\tgobj,@object\ngobj:\n\t.space\t100\n\t.size\tgobj, 100\n.L.str:\n"
              "\t.section .text\n\t.lcomm\tltext,4\n"}});
   const std::string& d = paths[1];
   const std::string out = RunPasses(p, paths);

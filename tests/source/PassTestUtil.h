@@ -12,7 +12,6 @@
 
 namespace passtest {
 
-// Writes each (name, content) into dir and returns the full paths in order.
 inline std::vector<std::string> WriteFiles(const testutil::TempDir& dir,
                                            const std::vector<std::pair<std::string, std::string>>& files) {
   std::vector<std::string> paths;
@@ -23,8 +22,8 @@ inline std::vector<std::string> WriteFiles(const testutil::TempDir& dir,
   return paths;
 }
 
-// Pass 1 over all files, then pass 2 over all files (as the source scan
-// does); returns what was printed.
+// Pass 1 over all files, then pass 2 (as the source scan does); returns
+// what was printed.
 inline std::string RunPasses(FileParser& parser, const std::vector<std::string>& paths, bool pass2 = true) {
   testing::internal::CaptureStdout();
   for (const std::string& path : paths) parser.ParseAssemblyFile(path, 1);
