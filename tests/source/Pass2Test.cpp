@@ -133,6 +133,16 @@ TEST(Pass2, FunctionMarkerMacros) {
   EXPECT_TRUE(Has(out, "Warning: Call failed for no current function.\n"));
 }
 
+TEST(Pass2, FindFunctionPrefersTheLocalKey) {
+  FileParser p;
+  for (const char* key : {"f", "f!1", "f!2", "f!3", "f!4", "f!5", "f-of-x.s", "g-of-x.s"}) p.CreateFuncAttr(key, "f");
+  EXPECT_EQ(p.FindFunction("f", "dir/x.c")->Key, "f-of-x.s");
+  EXPECT_EQ(p.FindFunction("f", "y.s")->Key, "f");
+  EXPECT_EQ(p.FindFunction("g", "x.s")->Key, "g-of-x.s");
+  EXPECT_EQ(p.FindFunction("h", "x.s"), nullptr);
+  EXPECT_EQ(p.FindFunction("g", "y.s"), nullptr);
+}
+
 TEST(Pass2, RegisterSearchInListingForm) {
   // The listing parser caches the instruction tokens of each segment and
   // its relocation lines; a relocated immediate is an address, not a size.
