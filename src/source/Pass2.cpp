@@ -348,21 +348,9 @@ const std::string& FileParser::LocalKey(const std::string& name, const std::stri
 }
 
 __func_attr* FileParser::FindFunction(const std::string& name, const std::string& qualifier) {
-  // A file-local definition wins over a global one of the same name. Both
-  // keys begin with the name, so the local key sorts shortly after the plain
-  // one: one descent of the map and a few steps forward usually settle both.
-  const std::string& local = LocalKey(name, qualifier);
-  auto it = functionMap.lower_bound(std::string_view(name));
-  __func_attr* global = nullptr;
-  if (it != functionMap.end() && it->first == name) global = (it++)->second.get();
-  for (int step = 0; step < 4 && it != functionMap.end(); ++step, ++it) {
-    const int order = it->first.compare(local);
-    if (order == 0) return it->second.get();
-    if (order > 0) return global;  // past the place of the local key: there is none
-  }
-  if (it == functionMap.end()) return global;
-  if (__func_attr* found = FindFuncItem(local)) return found;
-  return global;
+  // A file-local definition wins over a global one of the same name.
+  if (__func_attr* local = FindFuncItem(LocalKey(name, qualifier))) return local;
+  return FindFuncItem(name);
 }
 
 __mem_attr* FileParser::FindMemoryObject(const std::string& name, const std::string& qualifier) {
