@@ -255,7 +255,10 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
     // Recursion only counts for a function that uses stack.
     if (currentFunction->Stack == 0 || !Contains(current.lineText, "call") || addressOnly) return 0;
   }
+  // The callee has a caller; it is also a used function, which the
+  // used-functions-only report mode and the front end's Used column read.
   callee->HasParent = true;
+  callee->IsUsed = true;
   InsertCallListItem(currentFunction, callee->Key);
   if (addressOnly) currentFunction->HasPtrToFunc = true;
   return 0;

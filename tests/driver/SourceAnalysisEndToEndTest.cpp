@@ -12,9 +12,8 @@ using namespace testutil;
 
 namespace {
 
-// Runs the analyser on the fixture with no toolchain libraries and an aid
-// file that holds only its header, so that the reports list exactly the
-// fixture's functions.
+// Runs the analyser on the fixture, isolated from the shipped libraries and
+// aid figures.
 struct SourceRun {
   TempDir tmp;
   std::string tree;
@@ -23,16 +22,11 @@ struct SourceRun {
   explicit SourceRun(const std::vector<std::string>& extra = {}) {
     tree = tmp / "tree";
     Copy(DataPath("e2e/source_basic"), tree);
-    MakeDirs(tmp / "libs");
-    WriteFile(tmp / "etc/libcAidFile.txt", "// header only\n");
-    MakeDirs(tmp / "run");
-    MakeDirs(tmp / "out");
     out = tmp / "out";
-    std::string command = "VALDRIN_STANDIN_LIBDIR=" + tmp / "libs" + " PATH=" + ToolchainDir() +
-                          ":/usr/bin:/bin " + AnalyserBinary() + " --folder " + tree +
-                          " --outdir " + out;
-    for (const std::string& arg : extra) command += " " + arg;
-    result = RunCommand(command, tmp / "run");
+    MakeDirs(out);
+    std::vector<std::string> args = {"--folder", tree, "--outdir", out};
+    args.insert(args.end(), extra.begin(), extra.end());
+    result = RunAnalyserIsolated(args, tmp);
   }
   std::string Report(const std::string& name) const { return ReadFile(out + "/" + name); }
   std::string Canonical(const std::string& name) const {
