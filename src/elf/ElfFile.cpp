@@ -189,6 +189,14 @@ bool ElfFile::LoadImage(const std::string& path) {
     lastError_ = "Error: File corrupt " + path + "\n";
     return false;
   }
+  // A file that does not begin like an ELF file is refused before it is
+  // read whole: a stray gigabyte of data costs nothing then.
+  unsigned char magic[4] = {};
+  if (size < 4 || std::fread(magic, 1, 4, file.get()) != 4 || magic[0] != 0x7f || magic[1] != 'E' ||
+      magic[2] != 'L' || magic[3] != 'F' || std::fseek(file.get(), 0, SEEK_SET) != 0) {
+    lastError_ = "Error: Object file is not ELF format: " + path + "\n";
+    return false;
+  }
   try {
     image_.resize(static_cast<size_t>(size));
   } catch (const std::bad_alloc&) {
