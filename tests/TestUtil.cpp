@@ -68,6 +68,16 @@ RunResult RunAnalyser(const std::vector<std::string>& args, const std::string& c
   return RunCommand(command, cwd);
 }
 
+RunResult RunAnalyserIsolated(const std::vector<std::string>& args, const TempDir& tmp) {
+  MakeDirs(tmp / "nolibs");
+  MakeDirs(tmp / "run");
+  WriteFile(tmp / "etc/libcAidFile.txt", "// no records\n");
+  std::string command = "VALDRIN_STANDIN_LIBDIR=" + Quote(tmp / "nolibs") + " PATH=" + Quote(ToolchainDir()) +
+                        ":/usr/bin:/bin " + Quote(AnalyserBinary());
+  for (const std::string& arg : args) command += " " + Quote(arg);
+  return RunCommand(command, tmp / "run");
+}
+
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   std::ostringstream content;

@@ -30,6 +30,12 @@ struct RunResult {
 // stand-in toolchain is put first on PATH unless withToolchain is false.
 RunResult RunAnalyser(const std::vector<std::string>& args, const std::string& cwd = "",
                       bool withToolchain = true);
+// Runs the analyser as RunAnalyser does, but isolated from the shipped
+// data: no toolchain library is found (the stand-in compiler looks into an
+// empty folder) and the C library aid file holds no records (it is taken
+// from <tmp>/etc, relative to the working directory <tmp>/run). The reports
+// then list exactly the functions of the input.
+RunResult RunAnalyserIsolated(const std::vector<std::string>& args, const TempDir& tmp);
 // Runs any command line through the shell and captures its output.
 RunResult RunCommand(const std::string& command, const std::string& cwd = "");
 

@@ -12,16 +12,17 @@ const char* const branchstring[4] = {"Closed", "Undetermined", "Open", "Recursiv
 bool CallList::Insert(std::string_view name) {
   if (Contains(name)) return false;
   items_.emplace_back(name);
-  if (!index_.empty()) {
-    index_.insert(items_.back());
+  if (index_) {
+    index_->emplace(name);
   } else if (items_.size() > kIndexThreshold) {
-    for (const std::string& item : items_) index_.insert(item);
+    index_ = std::make_unique<std::unordered_set<std::string, TransparentStringHash, std::equal_to<>>>(
+        items_.begin(), items_.end());
   }
   return true;
 }
 
 bool CallList::Contains(std::string_view name) const {
-  if (!index_.empty()) return index_.count(name) != 0;
+  if (index_) return index_->find(name) != index_->end();
   for (const std::string& item : items_) {
     if (item == name) return true;
   }
@@ -29,7 +30,7 @@ bool CallList::Contains(std::string_view name) const {
 }
 
 void CallList::clear() {
-  index_.clear();
+  index_.reset();
   items_.clear();
 }
 

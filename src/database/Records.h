@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -10,6 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 // Scope (binding) values; they index scopestring.
 enum : int32_t { Local = 0, Global = 1, Weak = 2 };
@@ -29,8 +29,8 @@ struct TransparentStringHash {
 
 // Callee keys in order of first insertion, each once. Small lists are
 // searched linearly; once a function has many callees a hash index keeps
-// insertion constant-time (the deque never moves its strings, so the views
-// in the index stay valid).
+// insertion constant-time. Most functions call a handful of others, so an
+// empty or short list must stay small.
 class CallList {
  public:
   // Appends the name unless present; true when it was appended.
@@ -38,15 +38,15 @@ class CallList {
   bool Contains(std::string_view name) const;
   bool empty() const { return items_.empty(); }
   size_t size() const { return items_.size(); }
-  std::deque<std::string>::const_iterator begin() const { return items_.begin(); }
-  std::deque<std::string>::const_iterator end() const { return items_.end(); }
+  std::vector<std::string>::const_iterator begin() const { return items_.begin(); }
+  std::vector<std::string>::const_iterator end() const { return items_.end(); }
   const std::string& front() const { return items_.front(); }
   void clear();
 
  private:
   static constexpr size_t kIndexThreshold = 16;
-  std::deque<std::string> items_;
-  std::unordered_set<std::string_view> index_;
+  std::vector<std::string> items_;
+  std::unique_ptr<std::unordered_set<std::string, TransparentStringHash, std::equal_to<>>> index_;
 };
 
 struct __func_attr {

@@ -20,7 +20,7 @@ namespace {
 
 struct WalkFrame {
   __func_attr* function;
-  std::deque<std::string>::const_iterator next;  // next callee to look at
+  std::vector<std::string>::const_iterator next;  // next callee to look at
   __func_attr* callee;                           // callee whose resolution is pending
   int32_t maxCum;
   int32_t maxUser;

@@ -99,6 +99,10 @@ class FileParser : public AssemblyData {
   void UpdateLineCache();
   void ClearLineCache();
   int FindTextSection(FILE* stream);
+  // Reads a whole file statement by statement and hands every accepted
+  // statement to the given pass (1 or 2).
+  void ReadStatements(FILE* stream, const std::string& path, int pass);
+  void HandleStatement(std::string_view statement, const std::string& path, int pass);
   const ProcessedSourceLine& CachedLine(size_t index) const;  // 0 = newest
   size_t LineCacheSize() const { return lineCacheCount_; }
 
@@ -108,6 +112,7 @@ class FileParser : public AssemblyData {
   int CreateFunction(const std::string& name, const std::string& file);
   int CreateObject(const std::string& name, const std::string& file, const std::string& size);
   int SetCurrentFunction(const std::string& name, const std::string& file);
+  int SetCurrentFunctionRecord(__func_attr* record, const std::string& file);  // record already looked up
   static bool IsLabel(const std::string& name);
   int HandleCommon(const std::string& file);
   int HandleLCommon(const std::string& file);
@@ -116,6 +121,11 @@ class FileParser : public AssemblyData {
   int CheckFunctionList(const std::string& file);
   int CheckObjectList(const std::string& file);
   void EndCurrentFunction();
+  void HandleCodeLabelPass1(const std::string& name, const std::string& file);
+  // Size operands of data directives: the index-th comma-separated field
+  // after the directive, without a trailing // comment; its value.
+  static std::string_view OperandField(std::string_view statement, size_t index);
+  static bool EvaluateSize(std::string_view text, int32_t& value);
 
   // ---- Pass 2 --------------------------------------------------------------
   int ProcessKeywordsPass2(const std::string& file);
@@ -127,6 +137,7 @@ class FileParser : public AssemblyData {
   int HandleIndirectCall(const std::string& token, const std::string& file);
   int HandleHiWord(const std::string& line, const std::string& file);
   int HandleConstantExtender(const std::string& line, const std::string& file);
+  int HandleAddressTaken(const std::string& name, const std::string& file);
   static void StripPlt(std::string& name);
   __func_attr* FindFunction(const std::string& name, const std::string& qualifier);
   __mem_attr* FindMemoryObject(const std::string& name, const std::string& qualifier);
@@ -277,4 +288,11 @@ class FileParser : public AssemblyData {
   ProcessedSourceLine lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;
+  std::vector<char> readBuffer_;  // block buffer of the statement reader, kept from file to file
+  // Local keys: the "-of-" suffix of the last qualifier, and a key buffer.
+  std::string localKeyQualifier_;
+  std::string localKeySuffix_;
+  bool localKeySuffixValid_ = false;
+  std::string keyBuffer_;
+  const std::string& LocalKey(const std::string& name, const std::string& qualifier);
 };

@@ -1,0 +1,99 @@
+#!/usr/bin/env python3
+"""Writes a synthetic tree of compiler-style Valdrin assembly files.
+
+Deterministic for a given scale: scale 1 gives 2,000 files with 200,000
+functions (about 300 MB); other scales multiply both counts. The functions
+look like the compiler's output: packets in braces, allocframe, spills,
+local branch labels, calls to functions of any file, r29 adjustments by
+immediate and by register, string literals, initialised and common data.
+
+usage: gen_asm.py OUTPUT_DIR [SCALE]
+"""
+
+import os
+import random
+import sys
+
+FILES_PER_SCALE = 2000
+FUNCTIONS_PER_FILE = 100
+BODY_BLOCKS = 3  # basic blocks per function; sets the size per function
+
+
+def function_name(file_index, function_index):
+    return "fn_%d_%d" % (file_index, function_index)
+
+
+def write_function(out, rng, file_index, index, total_files, is_static):
+    name = function_name(file_index, index)
+    if not is_static:
+        out.append("\t.globl\t%s                       // -- Begin function %s\n" % (name, name))
+    out.append("\t.p2align\t4\n\t.type\t%s,@function\n%s:                    // @%s\n// %%bb.0:\n"
+               % (name, name, name))
+    frame = 8 * rng.randint(1, 40)
+    out.append("\t{\n\t\tallocframe(r29,#%d):raw\n\t}\n" % frame)
+    kind = rng.random()
+    if kind < 0.05:
+        out.append("\t{\n\t\tr29 = add(r29,#-%d)\n\t}\n" % (8 * rng.randint(1, 100)))
+    elif kind < 0.08:
+        out.append("\t{\n\t\tr1 = #%d\n\t}\n\t{\n\t\tr29 = sub(r29,r1)\n\t}\n" % (8 * rng.randint(1, 50)))
+    for block in range(BODY_BLOCKS):
+        out.append(".LBB%d_%d:                                //   in Loop: Header=BB%d_1 Depth=1\n"
+                   % (index, block, index))
+        out.append("\t{\n\t\tr0 = memw(r30+#-%d)\n\t}                                       "
+                   "// 4-byte Folded Reload\n" % (4 * rng.randint(1, 30)))
+        out.append("\t{\n\t\tr1 = add(r0,#%d)\n\t\tp0 = cmp.gt(r0,#%d)\n\t}\n"
+                   % (rng.randint(1, 99), rng.randint(0, 99)))
+        roll = rng.random()
+        if roll < 0.35:
+            callee_file = rng.randrange(total_files) if rng.random() < 0.5 else file_index
+            callee_index = rng.randrange(FUNCTIONS_PER_FILE)
+            if callee_file != file_index and callee_index % 7 == 6:
+                callee_index -= 1  # static functions are only called from their own file
+            callee = function_name(callee_file, callee_index)
+            out.append("\t{\n\t\tcall %s\n\t}\n" % callee)
+        elif roll < 0.40:
+            out.append("\t{\n\t\tcall printf\n\t\tr0 = ##.L.str.%d\n\t}\n" % (index % 4))
+        elif roll < 0.45:
+            out.append("\t{\n\t\tr2 = ##%s\n\t}\n\t{\n\t\tcallr r2\n\t}\n"
+                       % function_name(file_index, rng.randrange(FUNCTIONS_PER_FILE)))
+        out.append("\t{\n\t\tmemw(r30+#-%d) = r1\n\t}                                       "
+                   "// 4-byte Folded Spill\n" % (4 * rng.randint(1, 30)))
+        out.append("\t{\n\t\tif (p0) jump:nt .LBB%d_%d\n\t}\n\t{\n\t\tjump .LBB%d_%d\n\t}\n"
+                   % (index, rng.randrange(BODY_BLOCKS), index, (block + 1) % BODY_BLOCKS))
+    out.append("\t{\n\t\tr31:30 = dealloc_return(r30):raw\n\t}\n")
+    out.append(".Lfunc_end%d:\n\t.size\t%s, .Lfunc_end%d-%s\n                                        "
+               "// -- End function\n" % (index, name, index, name))
+
+
+def write_file(path, rng, file_index, total_files):
+    out = ["\t.text\n\t.file\t\"unit_%d.c\"\n" % file_index]
+    for index in range(FUNCTIONS_PER_FILE):
+        write_function(out, rng, file_index, index, total_files, is_static=(index % 7 == 6))
+    for i in range(4):
+        out.append("\t.type\t.L.str.%d,@object\n\t.section\t.rodata.str1.1,\"aMS\",@progbits,1\n"
+                   ".L.str.%d:\n\t.string\t\"unit %d message %d: %%d\\n\"\n\t.size\t.L.str.%d, 20\n"
+                   % (i, i, file_index, i, i))
+    out.append("\t.type\ttable_%d,@object\n\t.data\n\t.globl\ttable_%d\n\t.p2align\t3\ntable_%d:\n"
+               "\t.space\t64\n\t.size\ttable_%d, 64\n" % (file_index, file_index, file_index, file_index))
+    out.append("\t.type\tcounter_%d,@object\n\t.comm\tcounter_%d,4,4\n" % (file_index, file_index))
+    out.append("\t.ident\t\"Valdrin Clang version 14.0.6\"\n\t.section\t\".note.GNU-stack\",\"\",@progbits\n")
+    with open(path, "w") as handle:
+        handle.write("".join(out))
+
+
+def main():
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    root = sys.argv[1]
+    scale = float(sys.argv[2]) if len(sys.argv) > 2 else 1.0
+    total_files = max(1, int(round(FILES_PER_SCALE * scale)))
+    rng = random.Random(20240611)
+    for file_index in range(total_files):
+        folder = os.path.join(root, "dir%02d" % (file_index % 40))
+        os.makedirs(folder, exist_ok=True)
+        write_file(os.path.join(folder, "unit_%d.s" % file_index), rng, file_index, total_files)
+    print("%d files, %d functions" % (total_files, total_files * FUNCTIONS_PER_FILE))
+
+
+if __name__ == "__main__":
+    main()

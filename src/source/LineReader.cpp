@@ -1,0 +1,122 @@
+// Block-wise line reading and ";" splitting with the results of the stream
+// reads the statement boundaries are defined by.
+#include "source/LineReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+BlockLineReader::BlockLineReader(std::FILE* file, std::vector<char>& buffer, size_t blockSize)
+    : file_(file), buffer_(buffer), blockSize_(std::max(blockSize, kLineBufferSize)) {
+  // Room for a whole block after a carried-over line start.
+  const size_t needed = blockSize_ + kLineBufferSize;
+  if (buffer_.size() < needed) buffer_.resize(needed);
+}
+
+bool BlockLineReader::Fill() {
+  if (eof_ || file_ == nullptr) {
+    eof_ = true;
+    return false;
+  }
+  // Carry the unread tail (always shorter than one line) to the front.
+  const size_t rest = end_ - pos_;
+  if (rest != 0 && pos_ != 0) std::memmove(buffer_.data(), buffer_.data() + pos_, rest);
+  pos_ = 0;
+  end_ = rest;
+  const size_t room = std::min(blockSize_, buffer_.size() - end_);
+  const size_t got = std::fread(buffer_.data() + end_, 1, room, file_);
+  end_ += got;
+  if (got == 0) eof_ = true;
+  return got != 0;
+}
+
+int BlockLineReader::Peek() {
+  if (failed_) return EOF;
+  if (pos_ == end_ && !Fill()) return EOF;
+  return static_cast<unsigned char>(buffer_[pos_]);
+}
+
+bool BlockLineReader::ReadLine(std::string_view& line, size_t& consumed) {
+  line = {};
+  consumed = 0;
+  if (failed_) return false;
+  for (;;) {
+    const size_t available = end_ - pos_;
+    const size_t scan = std::min(available, kLineBufferSize);
+    const char* start = buffer_.data() + pos_;
+    if (const void* newline = std::memchr(start, '\n', scan)) {
+      const size_t length = static_cast<size_t>(static_cast<const char*>(newline) - start);
+      line = std::string_view(start, length);
+      consumed = length + 1;
+      pos_ += consumed;
+      return true;
+    }
+    if (available >= kLineBufferSize) {
+      // 1023 characters stored and the next one is no newline: the read
+      // fails and the stream stays failed.
+      line = std::string_view(start, kLineBufferSize - 1);
+      consumed = kLineBufferSize - 1;
+      pos_ += consumed;
+      failed_ = true;
+      return false;
+    }
+    if (!eof_ && Fill()) continue;
+    // End of file inside a short last line without newline.
+    start = buffer_.data() + pos_;
+    line = std::string_view(start, available);
+    consumed = available;
+    pos_ = end_;
+    if (available == 0) {
+      failed_ = true;
+      return false;
+    }
+    return true;
+  }
+}
+
+StatementSplitter::StatementSplitter(std::string_view line, size_t limit) : line_(line), limit_(limit) {
+  // The common case: a line read up to its newline (so the limit leaves room
+  // for all of it) without ';' is a single statement, or none when empty.
+  whole_ = limit == line.size() + 1 && std::memchr(line.data(), ';', line.size()) == nullptr;
+  done_ = whole_ && line.empty();
+}
+
+bool StatementSplitter::Next(std::string_view& statement) {
+  statement = {};
+  if (done_) return false;
+  if (whole_) {
+    done_ = true;
+    statement = CutAtNul(line_);
+    return true;
+  }
+  // At most limit - 1 characters are stored; the one after them may still be
+  // the delimiter.
+  const size_t maxStored = limit_ > 0 ? limit_ - 1 : 0;
+  const size_t remaining = line_.size() - pos_;
+  const size_t stored = std::min(maxStored, remaining);
+  const size_t scan = std::min(stored + 1, remaining);
+  const char* start = line_.data() + pos_;
+  const void* semicolon = scan != 0 ? std::memchr(start, ';', scan) : nullptr;
+  size_t length = 0;
+  if (semicolon != nullptr) {
+    length = static_cast<size_t>(static_cast<const char*>(semicolon) - start);
+    pos_ += length + 1;
+  } else if (stored == remaining && remaining != 0) {
+    // End of the line: the read succeeds and leaves the stream at its end.
+    length = remaining;
+    pos_ = line_.size();
+    done_ = true;
+  } else {
+    // Nothing left, or the limit was hit before a ';'.
+    done_ = true;
+    return false;
+  }
+  statement = CutAtNul(std::string_view(start, length));
+  return true;
+}
+
+std::string_view CutAtNul(std::string_view text) {
+  if (const void* nul = std::memchr(text.data(), '\0', text.size())) {
+    text = text.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - text.data()));
+  }
+  return text;
+}

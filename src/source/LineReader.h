@@ -1,0 +1,70 @@
+// Reading assembly files into physical lines and ";"-separated statements.
+//
+// The statement boundaries of the analyser are those of the stream reads it
+// has always used: a physical line is read like istream::getline(buffer,
+// 1024) and then cut like getline(statement, limit, ';') over that line,
+// where limit is the number of characters the line read consumed. The
+// reader reproduces those results exactly, but reads the file in large
+// blocks and hands out views, so that a statement costs no allocation and
+// memory stays bounded by the block size whatever the file holds.
+#pragma once
+
+#include <cstdio>
+#include <string_view>
+#include <vector>
+
+class BlockLineReader {
+ public:
+  static constexpr size_t kLineBufferSize = 1024;
+  static constexpr size_t kDefaultBlockSize = size_t{1} << 20;
+
+  // The buffer is kept by the caller so that it can be reused from file to
+  // file; it is resized to blockSize plus room for one line.
+  BlockLineReader(std::FILE* file, std::vector<char>& buffer, size_t blockSize = kDefaultBlockSize);
+
+  // The next character, or EOF when the file is exhausted or a line read
+  // has failed (a failed stream reports end of file to every later peek).
+  int Peek();
+
+  // Reads one physical line. line receives the stored characters (at most
+  // 1023, without the newline), consumed the number of characters taken from
+  // the file (the newline included). Returns false when the read failed: a
+  // line of 1024 or more characters (its first 1023 are still returned) or
+  // nothing left to read. The view stays valid until the next Peek/ReadLine.
+  bool ReadLine(std::string_view& line, size_t& consumed);
+
+ private:
+  bool Fill();
+
+  std::FILE* file_;
+  std::vector<char>& buffer_;
+  size_t blockSize_;
+  size_t pos_ = 0;
+  size_t end_ = 0;
+  bool eof_ = false;
+  bool failed_ = false;
+};
+
+// Cuts a line into statements as getline(statement, limit, ';') would on a
+// string stream that holds the line: a statement ends at ';' (which is
+// consumed), at the end of the line, or fails when limit - 1 characters were
+// stored without meeting a ';'. A read that extracts nothing fails too, and
+// the first failure ends the line.
+class StatementSplitter {
+ public:
+  StatementSplitter(std::string_view line, size_t limit);
+
+  // The next statement, cut at its first NUL byte (the statement buffer is a
+  // C string).
+  bool Next(std::string_view& statement);
+
+ private:
+  std::string_view line_;
+  size_t limit_;
+  size_t pos_ = 0;
+  bool done_ = false;
+  bool whole_ = false;  // a complete line without ';': one statement
+};
+
+// The text up to its first NUL byte.
+std::string_view CutAtNul(std::string_view text);

@@ -1,0 +1,94 @@
+// Splitting of statements into tokens, with the behaviour of strtok: runs of
+// delimiters are skipped, a token ends at the next delimiter, and that
+// delimiter is consumed. The delimiter set may change from one call to the
+// next (the listing parser reads the instruction encoding with blanks only and
+// the instruction itself with the full set), exactly as strtok would with a
+// different delimiter string on its next call.
+#pragma once
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+class DelimiterSet {
+ public:
+  enum : unsigned char { kOther = 0, kDelimiter = 1, kEnd = 2 };
+  constexpr explicit DelimiterSet(std::string_view chars) : table_{} {
+    for (char c : chars) table_[static_cast<unsigned char>(c)] = kDelimiter;
+    table_[0] = kEnd;  // the text is a C string
+  }
+  constexpr bool Contains(char c) const { return table_[static_cast<unsigned char>(c)] == kDelimiter; }
+  constexpr unsigned char Class(char c) const { return table_[static_cast<unsigned char>(c)]; }
+
+ private:
+  std::array<unsigned char, 256> table_;
+};
+
+// Source statements: parentheses separate tokens, so allocframe(#16) gives
+// "allocframe" and "#16".
+inline constexpr DelimiterSet kSourceDelimiters{" \t\r\n,={}()"};
+// The alternative syntax keeps parentheses inside tokens.
+inline constexpr DelimiterSet kSourceDelimitersKeepParens{" \t\r\n,={}"};
+// Blanks and tabs only.
+inline constexpr DelimiterSet kBlankDelimiters{" \t"};
+
+inline const DelimiterSet& SourceDelimiters(int syntaxMode) {
+  return syntaxMode == 1 ? kSourceDelimitersKeepParens : kSourceDelimiters;
+}
+
+class Tokenizer {
+ public:
+  // The text is taken as a C string: it ends at its first NUL byte.
+  explicit Tokenizer(std::string_view text) : text_(text) {}
+
+  // The next token, or false when only delimiters remain.
+  bool Next(const DelimiterSet& delimiters, std::string_view& token) {
+    const char* const begin = text_.data();
+    const char* const end = begin + text_.size();
+    const char* p = begin + pos_;
+    while (p != end && delimiters.Class(*p) == DelimiterSet::kDelimiter) ++p;
+    if (p == end || *p == '\0') {
+      End(static_cast<size_t>(p - begin));
+      return false;
+    }
+    const char* q = p;
+    while (q != end && delimiters.Class(*q) == DelimiterSet::kOther) ++q;
+    token = std::string_view(p, static_cast<size_t>(q - p));
+    if (q != end && *q == '\0') {
+      End(static_cast<size_t>(q - begin));
+    } else {
+      // The delimiter that ended the token is used up, as strtok overwrites it.
+      pos_ = static_cast<size_t>(q - begin) + (q != end ? 1 : 0);
+    }
+    return true;
+  }
+
+  // The text not yet looked at, up to a NUL byte.
+  std::string_view Rest() const {
+    std::string_view rest = text_.substr(pos_);
+    if (const void* nul = std::memchr(rest.data(), '\0', rest.size())) {
+      rest = rest.substr(0, static_cast<size_t>(static_cast<const char*>(nul) - rest.data()));
+    }
+    return rest;
+  }
+
+ private:
+  void End(size_t nul) {
+    text_ = text_.substr(0, nul);
+    pos_ = text_.size();
+  }
+
+  std::string_view text_;
+  size_t pos_ = 0;
+};
+
+// Appends text in ASCII lower case.
+inline void AppendLower(std::string& dst, std::string_view text) {
+  const size_t start = dst.size();
+  dst.append(text);
+  for (size_t i = start; i < dst.size(); ++i) {
+    char& c = dst[i];
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+}

@@ -1,0 +1,184 @@
+// A whole source-folder run through the binary: two files with static
+// functions of one name, recursion, an unknown callee, a tail jump, an
+// address load and stack-pointer arithmetic. The expected reports were
+// worked out by hand from the analysis rules.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "TestUtil.h"
+
+using namespace testutil;
+
+namespace {
+
+// Runs the analyser on the fixture, isolated from the shipped libraries and
+// aid figures.
+struct SourceRun {
+  TempDir tmp;
+  std::string tree;
+  std::string out;
+  RunResult result;
+  explicit SourceRun(const std::vector<std::string>& extra = {}) {
+    tree = tmp / "tree";
+    Copy(DataPath("e2e/source_basic"), tree);
+    out = tmp / "out";
+    MakeDirs(out);
+    std::vector<std::string> args = {"--folder", tree, "--outdir", out};
+    args.insert(args.end(), extra.begin(), extra.end());
+    result = RunAnalyserIsolated(args, tmp);
+  }
+  std::string Report(const std::string& name) const { return ReadFile(out + "/" + name); }
+  std::string Canonical(const std::string& name) const {
+    return std::filesystem::canonical(tree).string() + "/" + name;
+  }
+};
+
+TEST(SourceAnalysisEndToEnd, FourTextReports) {
+  SourceRun run;
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+
+  EXPECT_EQ(run.Report("VA_FunctionStackSizes.csv"),
+            "Function Name, Cumulative Stack Size, Branch Type\n"
+            "\"main\",152,Recursive\n"
+            "\"compute\",128,Recursive\n"
+            "\"helper\",48,Undetermined\n"
+            "\"fact\",16,Recursive\n"
+            "\"helper\",8,Closed\n"
+            "\"ext_func\",0,Open\n"
+            "\"on_event\",0,Closed\n"
+            "\"tail_target\",0,Undetermined\n");
+
+  EXPECT_EQ(run.Report("VA_FunctionsByName.txt"),
+"   Function Name: compute\n"
+      "    Mangled Name: compute\n"
+      "     Branch Type: Recursive\n"
+      "           Scope: Global\n"
+      "           Stack: 112 bytes\n"
+      "Cumulative Stack: 128 bytes\n"
+      "           Calls: Called function         Cumulative Stack, Branch Type\n"
+      "                  helper                                 8, Recursive\n"
+      "                  fact                                  16, Recursive\n"
+      "\n"
+      "   Function Name: ext_func\n"
+      "    Mangled Name: ext_func\n"
+      "     Branch Type: Open\n"
+      "           Scope: Global\n"
+      "           Stack: 0 bytes\n"
+      "Cumulative Stack: 0 bytes\n"
+      "           Calls: None\n"
+      "\n"
+      "   Function Name: fact\n"
+      "    Mangled Name: fact\n"
+      "     Branch Type: Recursive\n"
+      "           Scope: Global\n"
+      "           Stack: 16 bytes\n"
+      "Cumulative Stack: 16 bytes\n"
+      "           Calls: Called function         Cumulative Stack, Branch Type\n"
+      "                  fact                                  16, Recursive\n"
+      "\n"
+      "   Function Name: helper\n"
+      "    Mangled Name: helper\n"
+      "     Branch Type: Undetermined\n"
+      "           Scope: Local\n"
+      "           Stack: 48 bytes\n"
+      "Cumulative Stack: 48 bytes\n"
+      "           Calls: Called function         Cumulative Stack, Branch Type\n"
+      "                  tail_target                            0, Undetermined\n"
+      "\n"
+      "   Function Name: helper\n"
+      "    Mangled Name: helper\n"
+      "     Branch Type: Closed\n"
+      "           Scope: Local\n"
+      "           Stack: 8 bytes\n"
+      "Cumulative Stack: 8 bytes\n"
+      "           Calls: None\n"
+      "\n"
+      "   Function Name: main\n"
+      "    Mangled Name: main\n"
+      "     Branch Type: Recursive\n"
+      "           Scope: Global\n"
+      "           Stack: 24 bytes\n"
+      "Cumulative Stack: 152 bytes\n"
+      "           Calls: Called function         Cumulative Stack, Branch Type\n"
+      "                  helper                                48, Recursive\n"
+      "                  compute                              128, Recursive\n"
+      "                  on_event                               0, Recursive\n"
+      "                  ext_func                               0, Recursive\n"
+      "\n"
+      "   Function Name: on_event\n"
+      "    Mangled Name: on_event\n"
+      "     Branch Type: Closed\n"
+      "           Scope: Global\n"
+      "           Stack: 0 bytes\n"
+      "Cumulative Stack: 0 bytes\n"
+      "           Calls: None\n"
+      "\n"
+      "   Function Name: tail_target\n"
+      "    Mangled Name: tail_target\n"
+      "     Branch Type: Undetermined\n"
+      "           Scope: Global\n"
+      "           Stack: 0 bytes\n"
+      "Cumulative Stack: 0 bytes\n"
+      "           Calls: Called function         Cumulative Stack, Branch Type\n"
+      "                  on_event                               0, Undetermined\n"
+      "\n");
+
+  EXPECT_EQ(run.Report("VA_WorstCaseCallPaths.txt"),
+            "Call path for main\n"
+            "\tTotal  152 bytes, local   24 bytes, main\n"
+            "\tTotal  128 bytes, local  112 bytes, compute\n"
+            "\tTotal   16 bytes, local   16 bytes, fact\n"
+            "\tRecursive call to fact\n"
+            "\n"
+            "Call path for compute\n"
+            "\tTotal  128 bytes, local  112 bytes, compute\n"
+            "\tTotal   16 bytes, local   16 bytes, fact\n"
+            "\tRecursive call to fact\n"
+            "\n"
+            "Call path for helper\n"
+            "\tTotal   48 bytes, local   48 bytes, helper\n"
+            "\tTotal    0 bytes, local    0 bytes, tail_target\n"
+            "\tTotal    0 bytes, local    0 bytes, on_event\n"
+            "\n"
+            "Call path for fact\n"
+            "\tTotal   16 bytes, local   16 bytes, fact\n"
+            "\tRecursive call to fact\n"
+            "\n"
+            "Call path for tail_target\n"
+            "\tTotal    0 bytes, local    0 bytes, tail_target\n"
+            "\tTotal    0 bytes, local    0 bytes, on_event\n"
+            "\n");
+
+  EXPECT_EQ(run.Report("VA_UnknownFunctions.txt"), "ext_func\n");
+}
+
+TEST(SourceAnalysisEndToEnd, MessagesOfTheRun) {
+  SourceRun run;
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+  const std::string& out = run.result.out;
+  const std::string util = run.Canonical("util.s");
+  EXPECT_NE(out.find("\n2 assembly files found\nPass1: Collecting functions ...\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Warning: Could not compute R29 = for function tail_target in file " + util +
+                     "\nLine 57: \t\tr29 = add(r29,r3)\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("Recursion encountered at function fact in file " + util + "\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Number of functions in source files: 8\n"
+                     "Number of memory objects in source files: 0\n"
+                     "Backend Processing Complete\n"),
+            std::string::npos)
+      << out;
+}
+
+TEST(SourceAnalysisEndToEnd, WarningSwitchesSilenceTheirLinesOnly) {
+  SourceRun run({"--no-r29", "--no-recursion"});
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+  EXPECT_EQ(run.result.out.find("Could not compute R29"), std::string::npos);
+  EXPECT_EQ(run.result.out.find("Recursion encountered"), std::string::npos);
+  // The marking stays: the figures are those of the default run.
+  EXPECT_NE(run.Report("VA_FunctionStackSizes.csv").find("\"tail_target\",0,Undetermined\n"), std::string::npos);
+  EXPECT_NE(run.Report("VA_FunctionStackSizes.csv").find("\"fact\",16,Recursive\n"), std::string::npos);
+}
+
+}  // namespace

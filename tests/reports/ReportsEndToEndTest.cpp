@@ -1,0 +1,126 @@
+// XML reports, root files and aliases through the binary, on small trees
+// whose expected output was worked out by hand.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "TestUtil.h"
+
+using namespace testutil;
+
+namespace {
+
+struct TreeRun {
+  TempDir tmp;
+  std::string tree, out, path;
+  RunResult result;
+  TreeRun(const std::string& fixture, const std::string& file, std::vector<std::string> extra) {
+    tree = tmp / "tree";
+    Copy(DataPath("e2e/" + fixture), tree);
+    out = tmp / "out";
+    MakeDirs(out);
+    path = std::filesystem::canonical(tree).string() + "/" + file;
+    std::vector<std::string> args = {"--folder", tree, "--outdir", out};
+    args.insert(args.end(), extra.begin(), extra.end());
+    result = RunAnalyserIsolated(args, tmp);
+  }
+  std::string Report(const std::string& name) const { return ReadFile(out + "/" + name); }
+};
+
+std::string Node(const std::string& attributes, const std::string& key, const std::string& name,
+                 const std::string& path, const std::string& numbers, const std::string& calls,
+                 const std::string& modules) {
+  return "<node" + attributes + ">\n\t<Key>" + key + "</Key>\n\t<Name>" + name + "</Name>\n\t<Mangled>" + key +
+         "</Mangled>\n\t<Path>" + path + "</Path>\n" + numbers + "\t\t<CallList>\n" + calls + "\t\t</CallList>\n" +
+         modules + "</node>\n";
+}
+
+TEST(ReportsEndToEnd, XmlFamilyUnderGui) {
+  TreeRun run("xml_basic", "app.s", {"--gui"});
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+  const std::string& p = run.path;
+  EXPECT_EQ(run.Report("VA_FunctionList.xml"),
+            "<?xml version=\"1.0\"?>\n\n<NodeList>\n\n" +
+                Node(" root = \"0\"", "_ZltRK1AS1_", "operator&lt;(A const&amp;, A const&amp;)", "",
+                     "\t<Stack>0</Stack>\n\t<CumStack>0</CumStack>\n\t<CumUserStack>0</CumUserStack>\n"
+                     "\t<Status>0</Status>\n\t<Scope>1</Scope>\n\t<Branch>2</Branch>\n\t<HasParent>1</HasParent>\n"
+                     "\t<HasPtrFunc>0</HasPtrFunc>\n\t<CodeSize>-1</CodeSize>\n\t<Used>1</Used>\n\t<IsAid>0</IsAid>\n",
+                     "", "") +
+                Node(" root = \"0\"", "bar", "bar", p,
+                     "\t<Stack>40</Stack>\n\t<CumStack>40</CumStack>\n\t<CumUserStack>40</CumUserStack>\n"
+                     "\t<Status>1</Status>\n\t<Scope>1</Scope>\n\t<Branch>0</Branch>\n\t<HasParent>1</HasParent>\n"
+                     "\t<HasPtrFunc>0</HasPtrFunc>\n\t<CodeSize>-1</CodeSize>\n\t<Used>1</Used>\n\t<IsAid>0</IsAid>\n",
+                     "", "") +
+                Node(" root = \"1\"", "main", "main", p,
+                     "\t<Stack>16</Stack>\n\t<CumStack>56</CumStack>\n\t<CumUserStack>56</CumUserStack>\n"
+                     "\t<Status>1</Status>\n\t<Scope>1</Scope>\n\t<Branch>2</Branch>\n\t<HasParent>0</HasParent>\n"
+                     "\t<HasPtrFunc>0</HasPtrFunc>\n\t<CodeSize>-1</CodeSize>\n\t<Used>0</Used>\n\t<IsAid>0</IsAid>\n",
+                     "\t\t\t<Call>bar</Call>\n\t\t\t<Call>_ZltRK1AS1_</Call>\n", "") +
+                "\n</NodeList>\n");
+  EXPECT_EQ(run.Report("VA_MemoryList.xml"), "<?xml version=\"1.0\"?>\n\n<MemoryList>\n\n\n</MemoryList>\n");
+  EXPECT_EQ(run.Report("VA_FuncWarningList.xml"),
+            "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n"
+            "<Warning>\n\t<Type>0</Type>\n"
+            "\t<Message>46: Warning: Could not compute R29 = for function bar in file " + p + "</Message>\n"
+            "\t<Key>bar</Key>\n\t<Path>" + p + "</Path>\n\t<Code></Code>\n\t<LineNum>28</LineNum>\n"
+            "\t<CodeLine>\t\tr29 = add(r29,r0)</CodeLine>\n\t<File2></File2>\n</Warning>\n"
+            "\n</WarningList>\n");
+  EXPECT_EQ(run.Report("VA_MemWarningList.xml"), "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n\n</WarningList>\n");
+  EXPECT_FALSE(FileExists(run.out + "/VA_FunctionStackSizes.csv"));
+  // Every line carries its code under the front end.
+  EXPECT_NE(run.result.out.find("\n34: Writing output file " + run.out + "/VA_FunctionList.xml\n"), std::string::npos);
+  EXPECT_NE(run.result.out.find("\n47: Line 28: \t\tr29 = add(r29,r0)\n"), std::string::npos);
+  EXPECT_NE(run.result.out.find("\n01: Backend Processing Complete\n"), std::string::npos);
+}
+
+TEST(ReportsEndToEnd, RootFileMarksRootsAndListsModulesToTheEnd) {
+  TempDir roots;
+  WriteFile(roots / "roots.txt", "# entry points\n[App]\nmain   # the program\n\n[ Isr ]\n  bar\n");
+  TreeRun run("xml_basic", "app.s", {"--gui", "--rootfile", roots / "roots.txt"});
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+  const std::string list = run.Report("VA_FunctionList.xml");
+  // The map is ordered by name: bar's run is Isr then App, main's only App.
+  EXPECT_NE(list.find("<node root = \"0\" user-root = \"1\">\n\t<Key>bar</Key>"), std::string::npos) << list;
+  EXPECT_NE(list.find("\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>Isr</Module>\n\t\t<Module>App</Module>\n"
+                      "\t</ModuleList>\n</node>\n<node root = \"1\" user-root = \"1\">\n\t<Key>main</Key>"),
+            std::string::npos)
+      << list;
+  EXPECT_NE(list.find("\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>App</Module>\n\t</ModuleList>\n</node>\n\n</NodeList>"),
+            std::string::npos)
+      << list;
+  EXPECT_NE(list.find("<node root = \"0\">\n\t<Key>_ZltRK1AS1_</Key>"), std::string::npos);
+}
+
+TEST(ReportsEndToEnd, RootFileRestrictsCallPathsToItsFunctions) {
+  TempDir roots;
+  WriteFile(roots / "roots.txt", "[Worker]\ncompute\nnot_a_function\n");
+  TreeRun run("source_basic", "util.s", {"--rootfile", roots / "roots.txt"});
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+  EXPECT_EQ(run.Report("VA_WorstCaseCallPaths.txt"),
+            "Call path for compute\n"
+            "\tTotal  128 bytes, local  112 bytes, compute\n"
+            "\tTotal   16 bytes, local   16 bytes, fact\n"
+            "\tRecursive call to fact\n"
+            "\n");
+}
+
+TEST(ReportsEndToEnd, AliasResolvesToTheStaticTargetOfItsOwnFile) {
+  TreeRun run("alias_static", "util.s", {});
+  ASSERT_EQ(run.result.status, 0) << run.result.out;
+  EXPECT_EQ(run.Report("VA_FunctionStackSizes.csv"),
+            "Function Name, Cumulative Stack Size, Branch Type\n"
+            "\"caller\",112,Closed\n"
+            "\"impl\",104,Closed\n"
+            "\"user\",24,Closed\n"
+            "\"impl\",16,Closed\n");
+  const std::string byName = run.Report("VA_FunctionsByName.txt");
+  EXPECT_NE(byName.find("   Function Name: user\n    Mangled Name: user\n     Branch Type: Closed\n"
+                        "           Scope: Global\n           Stack: 8 bytes\nCumulative Stack: 24 bytes\n"
+                        "           Calls: Called function         Cumulative Stack, Branch Type\n"
+                        "                  impl                                  16, Closed\n"),
+            std::string::npos)
+      << byName;
+  EXPECT_EQ(run.Report("VA_UnknownFunctions.txt"), "");
+}
+
+}  // namespace

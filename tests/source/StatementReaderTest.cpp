@@ -1,0 +1,167 @@
+// Statements, tokens, sections and the line cache.
+#include <cstdio>
+#include <random>
+#include <sstream>
+
+#include "PassTestUtil.h"
+#include "source/LineReader.h"
+#include "source/Tokenizer.h"
+
+using namespace std::literals;
+using passtest::Has;
+using passtest::RunPasses;
+using passtest::WriteFiles;
+using testutil::TempDir;
+
+namespace {
+
+using Statements = std::vector<std::pair<int, std::string>>;
+
+// The statement boundaries as the standard stream reads define them.
+Statements ReferenceStatements(const std::string& content) {
+  std::istringstream in(content);
+  Statements result;
+  char line[1024], statement[1024];
+  int number = 0;
+  while (in.peek() != EOF) {
+    ++number;
+    in.getline(line, sizeof line);
+    const std::streamsize got = in.gcount();
+    const std::streamsize stored = (in.fail() || in.eof()) ? got : got - 1;
+    std::istringstream pieces(std::string(line, static_cast<size_t>(stored)));
+    while (pieces.getline(statement, got, ';')) result.emplace_back(number, statement);
+  }
+  return result;
+}
+
+Statements ReaderStatements(const std::string& content, size_t blockSize) {
+  std::string copy = content;
+  std::FILE* file = copy.empty() ? nullptr : fmemopen(copy.data(), copy.size(), "r");
+  std::vector<char> buffer;
+  BlockLineReader reader(file, buffer, blockSize);  // no file reads as empty
+  Statements result;
+  std::string_view line, statement;
+  size_t consumed = 0;
+  int number = 0;
+  while (reader.Peek() != EOF) {
+    ++number;
+    reader.ReadLine(line, consumed);
+    StatementSplitter splitter(line, consumed);
+    while (splitter.Next(statement)) result.emplace_back(number, std::string(statement));
+  }
+  if (file != nullptr) std::fclose(file);
+  return result;
+}
+
+TEST(StatementReader, MatchesStreamReadsOnRandomInput) {
+  std::mt19937 random(20240611);
+  const std::string alphabet = "aaaaaaaaab   ;;\n\n\t\r\0x";
+  for (int round = 0; round < 300; ++round) {
+    std::string content;
+    const size_t size = random() % 6000;
+    for (size_t i = 0; i < size; ++i) {
+      // Now and then a run long enough to exceed the line buffer.
+      if (random() % 2000 == 0) content.append(1000 + random() % 60, 'y');
+      content += alphabet[random() % alphabet.size()];
+    }
+    const Statements expected = ReferenceStatements(content);
+    ASSERT_EQ(ReaderStatements(content, 1024), expected) << "round " << round;
+    ASSERT_EQ(ReaderStatements(content, 1500), expected) << "round " << round;
+    ASSERT_EQ(ReaderStatements(content, BlockLineReader::kDefaultBlockSize), expected);
+  }
+}
+
+TEST(StatementReader, LineLimitsNumbersAndSkippedFiles) {
+  // 1023 characters and a newline make a good line; 1024 end the file. A
+  // last line without newline is left out unless cut by ';'.
+  TempDir dir;
+  const auto paths = WriteFiles(
+      dir, {{"a.s", "\t.file \"a.c\"\n.size a, 1" + std::string(1013, ' ') + "\n.size x, 1; .size y, 2\n.size z, 3"},
+            {"b.s", ".size a, 1" + std::string(1014, ' ') + "\n.size b, 2\n"},
+            {"c.s", ";.size x, 1\n"}});
+  FileParser p;
+  std::string out = RunPasses(p, paths);
+  EXPECT_TRUE(Has(out, "function a not found in file " + paths[0] + "\nLine 2: .size a, 1 "));
+  EXPECT_TRUE(Has(out, "function x not found in file " + paths[0] + "\nLine 3: .size x, 1\n"));
+  EXPECT_TRUE(Has(out, "function y not found in file " + paths[0] + "\nLine 3:  .size y, 2\n"));
+  EXPECT_FALSE(Has(out, "function z") || Has(out, "function b") || Has(out, "function a not found in file " + paths[1]));
+  EXPECT_TRUE(Has(out, "Warning: Missing .file declaration for file " + paths[1] + "\n"));
+  // A file starting with ';' is not read, and reported in pass 1 only.
+  EXPECT_FALSE(Has(out, "declaration for file " + paths[2]));
+  p.guiMode = true;
+  EXPECT_EQ(RunPasses(p, {paths[2]}), "13: Warning: Cannot interpret file " + paths[2] + ".\n");
+}
+
+TEST(StatementReader, TokensSectionsAndMacros) {
+  FileParser p;
+  auto classify = [&](const std::string& text) {
+    p.current.lineText = text;
+    return p.SourceLineHasKeywords();
+  };
+  EXPECT_TRUE(classify("  r29 = add(r29,#-8)  // note"));
+  EXPECT_EQ(p.current.token1 + "|" + p.current.token2 + "|" + p.current.token3 + "|" + p.current.token4,
+            "r29|add|r29|#-8");
+  EXPECT_TRUE(classify("\tAllocFrame(#16)"));
+  EXPECT_EQ(p.current.lowerToken1 + "|" + p.current.token2 + "|" + p.current.token3, "allocframe|#16|");
+  EXPECT_FALSE(classify("  # a comment"));
+  EXPECT_FALSE(classify(" \t{ }"));
+  p.syntaxMode = 1;
+  EXPECT_TRUE(classify("memw(r0+#0) = ##sum_abs"));
+  EXPECT_EQ(p.current.token1 + "|" + p.current.token2, "memw(r0+#0)|##sum_abs");
+  p.syntaxMode = 0;
+
+  for (const auto& [text, state] : std::vector<std::pair<std::string, int>>{
+           {".data", SectionData}, {".section .text.startup,\"ax\"", SectionText}, {".section .start", SectionStart},
+           {".section .init_array", SectionInitFini}, {".section .sbss", SectionData}, {".section .fini", SectionInitFini},
+           {".section .comment", SectionData}, {".TEXT", SectionText}, {".SECTION .RODATA", SectionData}}) {
+    EXPECT_TRUE(classify(text) && p.sectionState == state) << text;
+  }
+  EXPECT_FALSE(classify(".macro m a"));
+  EXPECT_FALSE(classify(".globl hidden"));
+  EXPECT_FALSE(classify("hidden:"));
+  EXPECT_FALSE(classify(".ENDM"));
+  EXPECT_EQ(p.sectionState, SectionText);  // not the data section that was active before
+  EXPECT_TRUE(classify("hidden:"));
+
+  // strtok with a changing delimiter set: the delimiter after a token is used up.
+  Tokenizer t("a(b c)  d\0e"sv);
+  std::string_view token;
+  std::string seen;
+  for (const DelimiterSet* set : {&kSourceDelimiters, &kBlankDelimiters, &kBlankDelimiters, &kBlankDelimiters,
+                                  &kBlankDelimiters}) {
+    seen += t.Next(*set, token) ? std::string(token) + "|" : "-";
+  }
+  EXPECT_EQ(seen, "a|b|c)|d|-");
+}
+
+TEST(StatementReader, CacheKeepsTheTwentyNewestStatements) {
+  TempDir dir;
+  FileParser p;
+  std::string content = "\t.file \"c.c\"\n\t.type f,@function\nf:\n";
+  for (int i = 1; i <= 25; ++i) content += "s" + std::to_string(i) + " x" + (i % 2 ? "\n" : ";");
+  const auto paths = WriteFiles(dir, {{"c.s", content + "\n"}});
+  RunPasses(p, paths);
+  ASSERT_EQ(p.LineCacheSize(), 20u);
+  EXPECT_EQ(p.CachedLine(0).lineText, "s25 x");
+  EXPECT_EQ(p.CachedLine(0).token2, "x");
+  EXPECT_EQ(p.CachedLine(19).lineText, "s6 x");
+  EXPECT_EQ(p.lineNumber, 17);
+  p.ClearLineCache();
+  EXPECT_EQ(p.LineCacheSize(), 0u);
+}
+
+TEST(StatementReader, ArbitraryBytesAreHarmless) {
+  TempDir dir;
+  std::mt19937 random(7);
+  std::string binary;
+  for (int i = 0; i < 300000; ++i) binary += static_cast<char>(random() % 256 == 0 ? '\n' : random() % 256);
+  std::string lines;
+  for (int i = 0; i < 3000; ++i) lines += "r29 = sub(r29,r1); call ##; allocframe(#\0x; .L:\n"s;
+  const auto paths = WriteFiles(dir, {{"bin.s", binary}, {"nolf.s", std::string(5000000, 'q')},
+                                      {"lines.s", "f:\n" + lines}});
+  FileParser p;
+  RunPasses(p, paths);
+  SUCCEED();
+}
+
+}  // namespace
