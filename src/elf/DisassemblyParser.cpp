@@ -6,50 +6,15 @@
 #include <memory>
 
 #include "elf/ListingLines.h"
+#include "source/Tokenizer.h"
 #include "source/FileParser.h"
 
 namespace {
 
-// A set of delimiter characters with constant-time membership.
-class Delimiters {
- public:
-  constexpr explicit Delimiters(const char* chars) : table_{} {
-    for (; *chars != '\0'; ++chars) table_[static_cast<unsigned char>(*chars)] = true;
-  }
-  constexpr bool operator()(char c) const { return table_[static_cast<unsigned char>(c)]; }
-
- private:
-  bool table_[256];
-};
-
-constexpr Delimiters kDelimitersKeepParens(" \t\r\n,={}");  // valdrin-objdump
-constexpr Delimiters kDelimiters(" \t\r\n,={}()");           // valdrin-llvm-objdump
-constexpr Delimiters kBlanks(" \t");
-constexpr Delimiters kSemicolon(";");
+constexpr const DelimiterSet& kDelimitersKeepParens = kSourceDelimitersKeepParens;  // valdrin-objdump
+constexpr const DelimiterSet& kDelimiters = kSourceDelimiters;                      // valdrin-llvm-objdump
+constexpr DelimiterSet kSemicolon{";"};
 constexpr const char* kHandlerFailed = "12: ";
-
-// strtok over a string_view: each call may use another delimiter set.
-class Tokens {
- public:
-  explicit Tokens(std::string_view text) : text_(text) {}
-  bool Next(const Delimiters& delimiters, std::string_view& token) {
-    size_t start = pos_;
-    while (start < text_.size() && delimiters(text_[start])) ++start;
-    if (start >= text_.size()) {
-      pos_ = text_.size();
-      return false;
-    }
-    size_t end = start;
-    while (end < text_.size() && !delimiters(text_[end])) ++end;
-    token = text_.substr(start, end - start);
-    pos_ = end < text_.size() ? end + 1 : end;
-    return true;
-  }
-
- private:
-  std::string_view text_;
-  size_t pos_ = 0;
-};
 
 bool EndsWith(std::string_view text, char c) { return !text.empty() && text.back() == c; }
 bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
@@ -99,7 +64,7 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
     ++lineCount;
     // Two segments: before the first ";" and after it (a packet's second
     // sub-instruction).
-    Tokens segments(line);
+    Tokenizer segments(line);
     std::string_view first, second;
     if (segments.Next(kSemicolon, first)) {
       ParseListingSegment(first, true);
@@ -157,8 +122,8 @@ void FileParser::ClearListingTokens() {
 int FileParser::DisAsmLineHasKeywords() {
   ClearListingTokens();
   current.lineLabel.clear();
-  const Delimiters& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
-  Tokens tokens(current.currentLine);
+  const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
+  Tokenizer tokens(current.currentLine);
   std::string_view firstToken, secondToken;
   if (!tokens.Next(delimiters, firstToken)) return 0;
   bool hasSecond = tokens.Next(delimiters, secondToken);
@@ -199,7 +164,7 @@ int FileParser::DisAsmLineHasKeywords() {
   // Skip the rest of the encoding (three more bytes and the word).
   std::string_view skipped;
   for (int i = 0; i < 4; ++i) {
-    if (!tokens.Next(kBlanks, skipped)) return 0;
+    if (!tokens.Next(kBlankDelimiters, skipped)) return 0;
   }
   std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
   std::string_view token;
@@ -210,8 +175,8 @@ int FileParser::DisAsmLineHasKeywords() {
 
 int FileParser::DisAsmLineHasKeywords2() {
   ClearListingTokens();
-  const Delimiters& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
-  Tokens tokens(current.currentLine);
+  const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
+  Tokenizer tokens(current.currentLine);
   std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
   std::string_view token;
   int count = 0;

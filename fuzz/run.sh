@@ -6,7 +6,7 @@
 # that the test suite replays it from then on.
 set -euo pipefail
 seconds=${1:-60}
-root=$(cd "$(dirname "$0")/../.." && pwd)
+root=$(cd "$(dirname "$0")/.." && pwd)
 build=${FUZZ_BUILD_DIR:-$root/build-fuzz}
 
 cmake -S "$root" -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -19,7 +19,7 @@ for target in mathparser aidfile rootfile elffile assembly listing; do
   artifacts="$build/artifacts/$target/"
   mkdir -p "$corpus" "$artifacts"
   echo "== fuzz_$target for ${seconds}s"
-  if ! "$build/tests/fuzz/fuzz_$target" "$corpus" "$root/tests/data/fuzz/$target" \
+  if ! "$build/fuzz/fuzz_$target" "$corpus" "$root/tests/data/fuzz/$target" \
       -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=65536 \
       -artifact_prefix="$artifacts" -print_final_stats=1 2>"$build/fuzz_$target.log"; then
     status=1

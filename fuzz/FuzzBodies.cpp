@@ -1,4 +1,4 @@
-#include "fuzz_bodies/FuzzBodies.h"
+#include "FuzzBodies.h"
 
 #include <unistd.h>
 

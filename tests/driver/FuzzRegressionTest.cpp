@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "TestUtil.h"
-#include "fuzz_bodies/FuzzBodies.h"
+#include "FuzzBodies.h"
 
 namespace fs = std::filesystem;
 
