@@ -5,7 +5,7 @@
 #include "source/FileParser.h"
 
 void FileParser::RemoveTemporaryFiles() {
-  for (const std::string* path : {&disassemblyFile, &libraryObjectFile, &libraryListingFile}) {
+  for (const std::string* path : {&disassemblyFile, &libraryObjectFile, &libraryListingFile, &filteredLibsFile}) {
     if (!path->empty()) unlink(path->c_str());
   }
 }

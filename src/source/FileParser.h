@@ -196,6 +196,8 @@ class FileParser : public AssemblyData {
   __LibAttr* AddStaticLib(const std::string& name);
   int AddLibsToStaticVector();
   int PreProcessStaticLibs(const std::string& output);
+  int LinkLibraries(const std::vector<__LibAttr>& libraries, const std::string& objectPath,
+                    const std::string& failureCode);
   int AddLibObjectToMaps(const std::string& objectPath);
   int PreProcessDynamicLibs();
   int ParseStaticLibs();
@@ -227,10 +229,15 @@ class FileParser : public AssemblyData {
   std::string disassemblyFile;
   std::string libraryObjectFile;
   std::string libraryListingFile;
+  std::string filteredLibsFile;
 
   // ---- Libraries -----------------------------------------------------------
   std::vector<std::string> libDirectories;
   std::vector<__LibAttr> staticLibs;
+  // The linked library object, read for the listing parse; and the keys of
+  // its global functions, which a source definition may take over.
+  std::unique_ptr<ElfFile> libraryElf;
+  std::vector<std::string> libraryFunctionKeys;
 
   // ---- Scan ----------------------------------------------------------------
   std::map<std::string, int> pathMap;

@@ -1,0 +1,131 @@
+// The library stage and the filter functions, in-process.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "../elf/ElfTestImage.h"
+#include "TestUtil.h"
+#include "source/FileParser.h"
+
+using testutil::DataPath;
+using testutil::TempDir;
+
+TEST(Libraries, LibraryQueryOptionsAndAnswers) {
+  TempDir tmp;
+  // Logs its arguments; has libc.a, answers the bare name for libm.a and
+  // nothing for anything else.
+  testutil::WriteFile(tmp / "clang", "#!/bin/sh\necho \"$*\" >> " + tmp / "log" + "\ncase \"$*\" in *=libc.a) echo " +
+                                         tmp / "libc.a;; *=libm.a) echo libm.a;; esac\n");
+  chmod((tmp / "clang").c_str(), 0755);
+  testutil::WriteFile(tmp / "libc.a", "!<arch>\n");
+  testutil::WriteFile(tmp / "libm.a", "!<arch>\n");
+  FileParser p;
+  p.compilerPath = tmp / "clang";
+  __LibAttr libc{"libc.a", "", "", ""}, libm{"libm.a", "", "", ""}, libgcc{"libgcc.a", "", "", ""};
+  for (const char* options : {"", " -mG0lib", " -mv66 -fpic"}) {
+    p.compilerSwitches = options;
+    EXPECT_EQ(p.FindLibrary(libc), 0);
+  }
+  EXPECT_EQ(libc.path, tmp / "libc.a");
+  // -mv5 only when no target option at all was given.
+  EXPECT_EQ(testutil::ReadFile(tmp / "log"), "-mv5 -print-file-name=libc.a\n-mG0lib -print-file-name=libc.a\n"
+                                             "-mv66 -fpic -print-file-name=libc.a\n");
+  // A bare-name answer is "not found", even with such a file in the working directory.
+  const auto savedCwd = std::filesystem::current_path();
+  std::filesystem::current_path(tmp.path());
+  EXPECT_EQ(p.FindLibrary(libm), -1);
+  std::filesystem::current_path(savedCwd);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(p.FindLibrary(libgcc), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error executing: " + tmp / "clang -mv66 -fpic -print-file-name=libgcc.a\n");
+}
+
+TEST(Libraries, LibraryObjectRecords) {
+  FileParser p;
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(p.AddLibObjectToMaps(DataPath("toolchain/WholeArchive.o")), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Number of library functions: 67\n");
+  const __func_attr* printf = p.FindFuncItem("printf");
+  ASSERT_NE(printf, nullptr);
+  EXPECT_EQ(printf->Path + " " + std::to_string(printf->CodeSize) + " " + std::to_string(printf->Scope), "stdio.c 76 1");
+  EXPECT_TRUE(printf->IsReplaceable);
+  // Statics under the key the listing parser forms from their address.
+  ASSERT_NE(p.FindFuncItem("sort_range-of-00000000"), nullptr);
+  EXPECT_EQ(p.FindFuncItem("sort_range-of-00000000")->Path, "qsort.c");
+  EXPECT_EQ(p.FindFuncItem("reduce-of-000003c0")->Scope, Local);
+  // A global of the .text that libm and libgcc share names no member.
+  EXPECT_EQ(p.FindFuncItem("fabsf")->Path, "From toolchain libraries");
+  ASSERT_NE(p.FindMemItem("arena-of-00000030"), nullptr);
+  EXPECT_EQ(p.FindMemItem("arena-of-00000030")->Size, 32768);
+  EXPECT_TRUE(p.FindMemItem("errno")->IsReplaceable);
+  EXPECT_EQ(p.FindMemItem("errno")->IsAid, 0);
+  EXPECT_EQ(p.libraryFunctionKeys.size(), 61u);  // the globals
+}
+
+TEST(Libraries, AliasesThunksStubsAndDummies) {
+  using namespace elftest;
+  Image image;
+  image.sections = {{".text.foo", kProgBits, 0, std::string(16, '\0')}, {".text", kProgBits, 0, std::string(128, '\0')}};
+  image.symbols = {{"a.c", 0, 0, kFile, kLocal, 0xfff1}, {"", 0, 0, 3, kLocal, 1},  // section symbol of .text.foo
+                   {"helper", 0x10, 8, kFunc, kLocal, 2}, {".LTHUNK0", 0x10, 8, kFunc, kLocal, 2},
+                   {"init_stub", 0x20, 4, kFunc, kLocal, 2}, {"foo", 0, 16, kFunc, kGlobal, 1},
+                   {"foo_alias", 0, 16, kFunc, kWeak, 1}, {"bar", 0x10, 8, kFunc, kGlobal, 2},
+                   {"other", 0x10, 8, kFunc, kGlobal, 1}, {"dummy_buffer", 8, 4, kObject, kGlobal, 2}};
+  TempDir tmp;
+  testutil::WriteFile(tmp / "lib.o", image.Build());
+  FileParser p;
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(p.AddLibObjectToMaps(tmp / "lib.o"), 0);
+  testing::internal::GetCapturedStdout();
+  // One record per address of a section, held by a global before a local.
+  std::string keys;
+  for (const auto& entry : p.functionMap) keys += entry.first + " ";
+  EXPECT_EQ(keys, "bar foo other ");
+  for (const char* alias : {"helper", ".LTHUNK0", "foo_alias"}) ASSERT_NE(p.FindAliasItem(alias), nullptr) << alias;
+  EXPECT_EQ(p.FindAliasItem("helper")->target + p.FindAliasItem(".LTHUNK0")->target + p.FindAliasItem("foo_alias")->target,
+            "barbarfoo");
+  EXPECT_EQ(p.FindAliasItem("init_stub"), nullptr);
+  EXPECT_TRUE(p.memoryMap.empty());
+  EXPECT_EQ(p.FindFuncItem("foo")->Path, "a.c");  // the file of its own section
+}
+
+TEST(Libraries, SourceDefinitionKeepsItsOwnFigures) {
+  TempDir tmp;
+  FileParser p;
+  p.compilerPath = testutil::ToolchainDir() + "/valdrin-clang";
+  p.linkerPath = testutil::ToolchainDir() + "/valdrin-link";
+  p.objdumpPath = testutil::ToolchainDir() + "/valdrin-llvm-objdump";
+  p.objdumpKind = 2;
+  p.outputDir = tmp / "";
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(p.PreProcessLibraries(), 0);
+  // What pass 1 does with a function that the sources define themselves.
+  ASSERT_EQ(p.RemoveFuncItem("vsnprintf"), 1);
+  __func_attr* own = p.CreateFuncAttr("vsnprintf", "vsnprintf");
+  own->Stack = 8;
+  EXPECT_EQ(p.ParseStaticLibs(), 0);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(p.FindFuncItem("vsnprintf"), own);
+  EXPECT_EQ(own->Stack, 8);              // not the library's allocframe(#80)
+  EXPECT_TRUE(own->callList.empty());    // nor its calls
+  EXPECT_TRUE(p.FindFuncItem("printf")->callList.Contains("vsnprintf"));
+  EXPECT_TRUE(p.warnR29);
+}
+
+TEST(FilterFunctions, ObjectFunctionsAndArchitecture) {
+  FileParser p;
+  EXPECT_EQ(p.AddFilterFunctions(DataPath("toolchain/FilteredLibs.o")), 0);
+  EXPECT_EQ(p.filterFunctionMap.size(), 70u);
+  for (const char* name : {"_start", "_init", "_fini", "printf", "sort_range", "_Znwj"}) {
+    EXPECT_NE(p.FindFilterFuncItem(name), nullptr) << name;
+  }
+  EXPECT_EQ(p.FindFilterFuncItem("main"), nullptr);  // only referenced by _start
+  EXPECT_TRUE(p.functionMap.empty());
+  EXPECT_EQ(p.AddFilterFunctions(DataPath("toolchain/commands.txt")), -1);
+
+  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/opt/valdrin/lib/v62/libc.a"), "v62");
+  EXPECT_EQ(FileParser::getArchitectureFromLibPath("C:\\tools\\v60\\libc.a"), "v60");
+  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/opt/valdrin/lib/libc.a"), "");
+  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/libc.a"), "");
+}
