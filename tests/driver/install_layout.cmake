@@ -1,7 +1,7 @@
 # Installs into a fresh prefix and runs the installed analyser from an
 # unrelated folder: it must find <prefix>/etc/libcAidFile.txt by itself.
 file(REMOVE_RECURSE ${WORK_DIR})
-file(MAKE_DIRECTORY ${WORK_DIR}/elsewhere ${WORK_DIR}/tree/sub)
+file(MAKE_DIRECTORY ${WORK_DIR}/elsewhere ${WORK_DIR}/tree/sub ${WORK_DIR}/out)
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix
                 RESULT_VARIABLE rc OUTPUT_QUIET)
 if(NOT rc EQUAL 0)
