@@ -186,7 +186,7 @@ void AssemblyData::CrossCheck() {
     }
   }
   for (const auto& [key, record] : memoryMap) {
-    if (record->IsAid || IsExemptObject(record->Name)) continue;
+    if (record->IsAid || record->IsReplaceable || IsExemptObject(record->Name)) continue;
     if (FindElfMemItem(record->Name) != nullptr || FindElfNotypeItem(record->Name) != nullptr) {
       record->IsFound = 1;
     } else {

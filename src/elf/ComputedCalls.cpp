@@ -1,5 +1,6 @@
 // Calls whose target the listing does not name: addresses built in
 // registers, loaded from data words, or patched in by relocations.
+#include <algorithm>
 #include <cstdlib>
 
 #include "source/FileParser.h"
@@ -27,12 +28,20 @@ int FileParser::CallFunctionAt(uint32_t address, int computed) {
   return HandleDisAsmCall(symbol->name, GetHexString(symbol->startAddress), computed);
 }
 
+bool FileParser::AddressesAreFinal() const {
+  // In a relocatable object a constant is no address: every section starts
+  // at 0, and addresses of code are filled in by relocations, which the
+  // relocation lines report.
+  const ElfFile* elf = ListingElf();
+  return elf != nullptr && !elf->IsRelocatable();
+}
+
 int FileParser::HandleIndirectCall3(uint32_t value) {
   if (currentFunction == nullptr) {
     PRINT("Warning: Indirect call failed for no current function.", kHandlerFailed);
     return -1;
   }
-  return CallFunctionAt(value, 1);
+  return AddressesAreFinal() ? CallFunctionAt(value, 1) : 0;
 }
 
 int FileParser::HandleConstantExtender2(const std::string& token) {
@@ -48,7 +57,7 @@ int FileParser::HandleConstantExtender2(const std::string& token) {
     if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) digits += c;
   }
   const long number = std::strtol(digits.c_str(), nullptr, 10);
-  if (number == 0) return 0;
+  if (number == 0 || !AddressesAreFinal()) return 0;
   return CallFunctionAt(static_cast<uint32_t>(number), 1);
 }
 
@@ -57,6 +66,7 @@ int FileParser::HandleIndirectCallByAddress(const std::string& line) {
     PRINT("Warning: Indirect call failed for no current function.", kHandlerFailed);
     return -1;
   }
+  if (!AddressesAreFinal()) return 0;
   size_t hash = line.find('#');
   if (hash == std::string::npos) return 0;
   size_t close = line.find(')', hash);
@@ -89,8 +99,32 @@ int FileParser::HandleTextCall(const std::string& token) {
     return -1;
   }
   uint32_t offset = 0;
-  if (!OffsetAfterPlus(token, offset)) return 0;
+  if (!OffsetAfterPlus(token, offset)) offset = 0;
+  ElfFile* elf = ListingElf();
+  if (elf != nullptr && elf->IsRelocatable()) {
+    // A relocation against a file-local symbol names its section: the
+    // target is the function at that offset of that very section. A
+    // PC-relative type is a direct call, any other takes an address.
+    const fcn_symbols* target = FunctionInSection(*elf, token.substr(0, token.find('+')), offset);
+    if (target == nullptr || target->name == nullptr) return 0;
+    const int computed = current.token1.find("PCR") == std::string::npos ? 1 : 0;
+    return HandleDisAsmCall(target->name, GetHexString(target->startAddress), computed);
+  }
+  if (token.find('+') == std::string::npos) return 0;
   return CallFunctionAt(offset, 1);
+}
+
+const fcn_symbols* FileParser::FunctionInSection(ElfFile& elf, const std::string& section, uint32_t offset) {
+  const std::vector<ElfSection>& sections = elf.Sections();
+  for (size_t index = 0; index < sections.size(); ++index) {
+    if (section != sections[index].name) continue;
+    for (const fcn_symbols& f : elf.Functions()) {
+      if (f.sectionIndex == index && f.startAddress <= offset && offset < std::max(f.endAddress, f.startAddress + 1)) {
+        return &f;
+      }
+    }
+  }
+  return nullptr;
 }
 
 int FileParser::HandlePcRelCall(const std::string& token) {

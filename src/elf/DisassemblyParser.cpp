@@ -208,6 +208,17 @@ int FileParser::SetCurrentDisAsmFunction(std::string name, std::string address) 
   ClearCurrentDisAsmFunction();
   skipFunction = IsPresetFunction(record) != 0;
   record->IsFound = true;
+  listingSymbol = nullptr;
+  if (ElfFile* elf = ListingElf()) {
+    uint32_t start = 0;
+    ParseAddress(address, start);
+    for (fcn_symbols* s = elf->GetFirstFncAtAddr(start); s != nullptr; s = elf->GetNextFcnAtAddr(start, s)) {
+      if (s->name != nullptr && name == s->name) {
+        listingSymbol = s;
+        break;
+      }
+    }
+  }
   listedFunctions.insert(record);
   currentFunction = record;
   ClearLineCache();
@@ -216,6 +227,7 @@ int FileParser::SetCurrentDisAsmFunction(std::string name, std::string address) 
 
 void FileParser::ClearCurrentDisAsmFunction() {
   skipFunction = false;
+  listingSymbol = nullptr;
   if (currentFunction != nullptr) ResolveAliases(currentFunction);
   ClearCurrentFunction();
 }
@@ -345,17 +357,12 @@ int FileParser::GetCallNameAddress(const std::string& target, const std::string&
   if (elf == nullptr) return 0;
   // In a relocatable object every per-function section starts at 0, so
   // several functions contain the address: the current one is meant.
-  fcn_symbols* symbol = nullptr;
-  if (currentFunction != nullptr) {
-    for (fcn_symbols* s = elf->GetFcnSymForAddr(value); s != nullptr && s->startAddress <= value;
-         s = NextContaining(elf, s, value)) {
-      if (s->name != nullptr && currentFunction->Name == s->name) {
-        symbol = s;
-        break;
-      }
-    }
+  const fcn_symbols* symbol = nullptr;
+  if (listingSymbol != nullptr && listingSymbol->startAddress <= value && value < listingSymbol->endAddress) {
+    symbol = listingSymbol;
+  } else {
+    symbol = elf->GetFcnSymForAddr(value);
   }
-  if (symbol == nullptr) symbol = elf->GetFcnSymForAddr(value);
   if (symbol != nullptr && symbol->name != nullptr) name = symbol->name;
   return 0;
 }

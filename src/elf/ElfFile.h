@@ -73,6 +73,9 @@ class ElfFile {
   int ReadFile(const std::string& path);
   const std::string& LastError() const { return lastError_; }
   bool HasSymbolTable() const { return symtabFound_; }
+  // A relocatable object (the linked libraries) rather than a linked image:
+  // its sections all start at 0 and its addresses are not final.
+  bool IsRelocatable() const { return header_.type == 1; }
 
   uint16_t Elf16Value(uint16_t v) const;
   uint32_t Elf32Value(uint32_t v) const;

@@ -179,6 +179,8 @@ class FileParser : public AssemblyData {
   int HandleTextCall(const std::string& token);
   int HandlePcRelCall(const std::string& token);
   int CallFunctionAt(uint32_t address, int computed);
+  bool AddressesAreFinal() const;
+  static const fcn_symbols* FunctionInSection(ElfFile& elf, const std::string& section, uint32_t offset);
 
   // ---- Toolchain ---------------------------------------------------------
   int detectTools();
@@ -265,6 +267,8 @@ class FileParser : public AssemblyData {
   // Functions whose code the listing has shown (their header was parsed):
   // other symbols at their address take their results from them.
   std::unordered_set<const __func_attr*> listedFunctions;
+  // The symbol of the function being listed.
+  const fcn_symbols* listingSymbol = nullptr;
   std::string pendingFunction;
   bool skipFunction = false;
   bool hasFuncRelocations = false;

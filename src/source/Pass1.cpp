@@ -293,7 +293,7 @@ int FileParser::CreateObject(const std::string& name, const std::string& file, c
   if (scope == Local) {
     key = GetLocalName(name, file);
   } else if (__mem_attr* existing = FindMemItem(name)) {
-    if (existing->IsAid != 0 || (existing->Scope == Weak && scope == Global)) {
+    if (existing->IsAid != 0 || existing->IsReplaceable || (existing->Scope == Weak && scope == Global)) {
       if (currentObject == existing) currentObject = nullptr;
       if (RemoveMemItem(name) != 1) return -1;
     } else if (existing->Path == file) {
