@@ -125,6 +125,14 @@ TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
   EXPECT_NE(std::find(calls.begin(), calls.end(), "vsnprintf"), calls.end());
   EXPECT_NE(std::find(calls.begin(), calls.end(), "__sys_write"), calls.end());
   EXPECT_EQ(std::find(calls.begin(), calls.end(), "printf"), calls.end());
+  // Calls to static functions are relocated against their sections
+  // (.text.sort_range, .text.swap_elems+0x4); jumps inside out_num reach
+  // past the start of libm's functions in the shared .text, and its small
+  // constants are no addresses.
+  EXPECT_EQ(Calls(p.FindFuncItem("qsort")), std::vector<std::string>{"sort_range-of-00000000"});
+  EXPECT_EQ(Calls(p.FindFuncItem("sort_range-of-00000000")),
+            (std::vector<std::string>{"swap_elems-of-00000000", "sort_range-of-00000000"}));
+  EXPECT_EQ(Calls(p.FindFuncItem("out_num-of-00000000")), std::vector<std::string>{"__valdrin_udivsi3"});
 }
 
 TEST(ListingParser, SymbolsSharingAnAddressShareResults) {
