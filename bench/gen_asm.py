@@ -1,21 +1,22 @@
 #!/usr/bin/env python3
 """Writes a synthetic tree of compiler-style Valdrin assembly files.
 
-Deterministic for a given scale: scale 1 gives 2,000 files with 200,000
-functions (about 300 MB); other scales multiply both counts. The functions
-look like the compiler's output: packets in braces, allocframe, spills,
-local branch labels, calls to functions of any file, r29 adjustments by
-immediate and by register, string literals, initialised and common data.
+Deterministic for given counts. The functions look like the compiler's
+output: packets in braces, allocframe, spills, local branch labels, calls
+to functions of any file, r29 adjustments by immediate and by register,
+string literals, initialised and common data.
 
-usage: gen_asm.py OUTPUT_DIR [SCALE]
+usage: gen_asm.py OUTPUT_DIR [--files N] [--per-file M] [--calls K]
+
+--calls is the mean number of direct calls per function (default 1).
 """
 
+import argparse
 import os
 import random
-import sys
 
-FILES_PER_SCALE = 2000
 FUNCTIONS_PER_FILE = 100
+CALLS_PER_FUNCTION = 1.0
 BODY_BLOCKS = 3  # basic blocks per function; sets the size per function
 
 
@@ -44,16 +45,21 @@ def write_function(out, rng, file_index, index, total_files, is_static):
         out.append("\t{\n\t\tr1 = add(r0,#%d)\n\t\tp0 = cmp.gt(r0,#%d)\n\t}\n"
                    % (rng.randint(1, 99), rng.randint(0, 99)))
         roll = rng.random()
-        if roll < 0.35:
+        calls = int(CALLS_PER_FUNCTION / BODY_BLOCKS) + (1 if rng.random() < (CALLS_PER_FUNCTION / BODY_BLOCKS) % 1 else 0)
+        for _ in range(max(0, calls - 1)):
+            other = rng.randrange(FUNCTIONS_PER_FILE)
+            other -= 1 if other % 7 == 6 else 0  # another file's static is out of reach
+            out.append("\t{\n\t\tcall %s\n\t}\n" % function_name(rng.randrange(total_files), other))
+        if calls > 0:
             callee_file = rng.randrange(total_files) if rng.random() < 0.5 else file_index
             callee_index = rng.randrange(FUNCTIONS_PER_FILE)
             if callee_file != file_index and callee_index % 7 == 6:
                 callee_index -= 1  # static functions are only called from their own file
             callee = function_name(callee_file, callee_index)
             out.append("\t{\n\t\tcall %s\n\t}\n" % callee)
-        elif roll < 0.40:
+        if roll < 0.05:
             out.append("\t{\n\t\tcall printf\n\t\tr0 = ##.L.str.%d\n\t}\n" % (index % 4))
-        elif roll < 0.45:
+        elif roll < 0.10:
             out.append("\t{\n\t\tr2 = ##%s\n\t}\n\t{\n\t\tcallr r2\n\t}\n"
                        % function_name(file_index, rng.randrange(FUNCTIONS_PER_FILE)))
         out.append("\t{\n\t\tmemw(r30+#-%d) = r1\n\t}                                       "
@@ -82,11 +88,17 @@ def write_file(path, rng, file_index, total_files):
 
 
 def main():
-    if len(sys.argv) < 2:
-        sys.exit(__doc__)
-    root = sys.argv[1]
-    scale = float(sys.argv[2]) if len(sys.argv) > 2 else 1.0
-    total_files = max(1, int(round(FILES_PER_SCALE * scale)))
+    global FUNCTIONS_PER_FILE, CALLS_PER_FUNCTION
+    ap = argparse.ArgumentParser(usage=__doc__)
+    ap.add_argument("root")
+    ap.add_argument("--files", type=int, default=2000)
+    ap.add_argument("--per-file", type=int, default=100)
+    ap.add_argument("--calls", type=float, default=1.0)
+    a = ap.parse_args()
+    root = a.root
+    FUNCTIONS_PER_FILE = a.per_file
+    CALLS_PER_FUNCTION = a.calls
+    total_files = a.files
     rng = random.Random(20240611)
     for file_index in range(total_files):
         folder = os.path.join(root, "dir%02d" % (file_index % 40))
