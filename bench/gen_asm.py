@@ -9,6 +9,10 @@ string literals, initialised and common data.
 usage: gen_asm.py OUTPUT_DIR [--files N] [--per-file M] [--calls K]
 
 --calls is the mean number of direct calls per function (default 1).
+
+The call graph is layered as real programs are: a function calls only
+functions of deeper layers (so worst-case paths are at most LAYERS long),
+except for a rare call of a function to itself, as recursion is rare.
 """
 
 import argparse
@@ -18,6 +22,28 @@ import random
 FUNCTIONS_PER_FILE = 100
 CALLS_PER_FUNCTION = 1.0
 BODY_BLOCKS = 3  # basic blocks per function; sets the size per function
+LAYERS = 24
+SELF_CALL_RATE = 0.001
+
+
+def layer_of(index):
+    return index % min(LAYERS, FUNCTIONS_PER_FILE)
+
+
+def pick_callee(rng, file_index, index, total_files, same_file):
+    """A callee of a deeper layer (rarely itself); None for the deepest."""
+    layers = min(LAYERS, FUNCTIONS_PER_FILE)
+    low = layer_of(index) + 1
+    if rng.random() < SELF_CALL_RATE:
+        return function_name(file_index, index)
+    if low >= layers:
+        return None
+    layer = rng.randrange(low, min(low + 4, layers))
+    callee_index = layer + layers * rng.randrange((FUNCTIONS_PER_FILE - 1 - layer) // layers + 1)
+    callee_file = file_index if same_file else rng.randrange(total_files)
+    if callee_file != file_index and callee_index % 7 == 6:
+        callee_file = file_index  # static functions are only called from their own file
+    return function_name(callee_file, callee_index)
 
 
 def function_name(file_index, function_index):
@@ -46,22 +72,16 @@ def write_function(out, rng, file_index, index, total_files, is_static):
                    % (rng.randint(1, 99), rng.randint(0, 99)))
         roll = rng.random()
         calls = int(CALLS_PER_FUNCTION / BODY_BLOCKS) + (1 if rng.random() < (CALLS_PER_FUNCTION / BODY_BLOCKS) % 1 else 0)
-        for _ in range(max(0, calls - 1)):
-            other = rng.randrange(FUNCTIONS_PER_FILE)
-            other -= 1 if other % 7 == 6 else 0  # another file's static is out of reach
-            out.append("\t{\n\t\tcall %s\n\t}\n" % function_name(rng.randrange(total_files), other))
-        if calls > 0:
-            callee_file = rng.randrange(total_files) if rng.random() < 0.5 else file_index
-            callee_index = rng.randrange(FUNCTIONS_PER_FILE)
-            if callee_file != file_index and callee_index % 7 == 6:
-                callee_index -= 1  # static functions are only called from their own file
-            callee = function_name(callee_file, callee_index)
-            out.append("\t{\n\t\tcall %s\n\t}\n" % callee)
+        for k in range(calls):
+            callee = pick_callee(rng, file_index, index, total_files, k == calls - 1 and rng.random() < 0.5)
+            if callee is not None:
+                out.append("\t{\n\t\tcall %s\n\t}\n" % callee)
         if roll < 0.05:
             out.append("\t{\n\t\tcall printf\n\t\tr0 = ##.L.str.%d\n\t}\n" % (index % 4))
         elif roll < 0.10:
-            out.append("\t{\n\t\tr2 = ##%s\n\t}\n\t{\n\t\tcallr r2\n\t}\n"
-                       % function_name(file_index, rng.randrange(FUNCTIONS_PER_FILE)))
+            target = pick_callee(rng, file_index, index, total_files, True)
+            if target is not None:
+                out.append("\t{\n\t\tr2 = ##%s\n\t}\n\t{\n\t\tcallr r2\n\t}\n" % target)
         out.append("\t{\n\t\tmemw(r30+#-%d) = r1\n\t}                                       "
                    "// 4-byte Folded Spill\n" % (4 * rng.randint(1, 30)))
         out.append("\t{\n\t\tif (p0) jump:nt .LBB%d_%d\n\t}\n\t{\n\t\tjump .LBB%d_%d\n\t}\n"

@@ -7,12 +7,16 @@ OUTDIR/image.elf holds a .text section and one global function symbol per
 function; OUTDIR/image.elf.dis is the listing as valdrin-llvm-objdump
 prints it: a header per function, then L instruction lines with a frame,
 C direct calls to later functions, jumps, constant extenders and
-sub-instruction pairs.
+sub-instruction pairs. Calls go to deeper layers only (function i is in
+layer i % LAYERS), so worst-case paths are at most LAYERS long as in real
+programs.
 """
 import argparse
 import os
 import random
 import struct
+
+LAYERS = 24
 
 
 def build_elf(names, starts, sizes, text_size):
@@ -66,7 +70,12 @@ def main():
         for i in range(n):
             base = starts[i]
             out.write("%08x <%s>:\n" % (base, names[i]))
-            calls = set(rnd.randrange(i + 1, n) for _ in range(a.calls)) if i + 1 < n else set()
+            calls = set()
+            depth = LAYERS - 1 - i % LAYERS
+            for _ in range(a.calls if depth > 0 else 0):
+                j = i + rnd.randrange(1, min(depth, 4) + 1) + LAYERS * rnd.randrange(max(1, (n - i) // LAYERS))
+                if j < n:
+                    calls.add(j)
             calls = sorted(calls)
             for k in range(a.lines):
                 addr = base + 4 * k

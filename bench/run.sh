@@ -21,7 +21,7 @@ data=${2:-$build/data-$scale}
 case "$scale" in
   small)  files=100;  perfile=100; calls=1; images=10000;  lines=30 ;;
   medium) files=1000; perfile=100; calls=1; images=100000; lines=30 ;;
-  large)  files=5000; perfile=60;  calls=6.7; images=200000; lines=50 ;;
+  large)  files=5000; perfile=60;  calls=7; images=200000; lines=50 ;;
   *) echo "usage: $0 small|medium|large [DATA_DIR]" >&2; exit 2 ;;
 esac
 

@@ -215,5 +215,15 @@ class AssemblyData {
   int OpenReport(const std::string& path, FILE** file);
 
  private:
+  // The greedy choice out of one function, kept while a call-path report
+  // is written: every path through a function makes the same choice.
+  struct PathStep {
+    const __func_attr* next = nullptr;
+    bool unknownCallee = false;
+    uint32_t visitedBy = 0;  // number of the path that last passed here
+  };
+  using PathSteps = std::unordered_map<const __func_attr*, PathStep>;
+  int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& steps, uint32_t pathNumber);
+
   std::vector<char> msgBuffer_;
 };

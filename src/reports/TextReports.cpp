@@ -1,9 +1,9 @@
 // The plain-text report family: stack sizes (CSV), functions by name, worst
 // case call paths and unknown functions.
 #include <cstdio>
-#include <unordered_set>
 
 #include "database/AssemblyData.h"
+#include "reports/TextSink.h"
 
 namespace {
 
@@ -41,9 +41,12 @@ int AssemblyData::DumpPathItems(const std::string& dir) {
   if (OpenReport(dir + FILE_NAME_CALLPATH, &file) != 0) return -1;
   // With a root file only the named roots get a path.
   bool rootsOnly = !rootMap.empty();
+  PathSteps steps;
+  steps.reserve(functionMap.size());
+  uint32_t pathNumber = 0;
   for (const auto& [stack, record] : sizeMap) {
     if (rootsOnly && !IsUserDefinedRoot(record)) continue;
-    DumpCallPath(record, file);
+    DumpCallPath(record, file, steps, ++pathNumber);
   }
   std::fclose(file);
   return 0;
@@ -61,75 +64,89 @@ int AssemblyData::DumpUnknownFuncItems(const std::string& dir) {
 
 int AssemblyData::DumpCSVFuncAttr(const __func_attr* record, FILE* file) {
   // The name is quoted but not escaped; the front end reads it that way.
-  std::fprintf(file, "\"%s\",%d,%s\n", record->UName.c_str(), record->CumStack,
-               BranchWord(record->BranchType));
+  TextSink out(file);
+  out.Put('"').Put(record->UName).Put("\",").Int(record->CumStack).Put(',');
+  out.Put(BranchWord(record->BranchType)).Put('\n');
   return 0;
 }
 
 int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
-  std::fprintf(file, "   Function Name: %s\n", record->UName.c_str());
-  std::fprintf(file, "    Mangled Name: %s\n", record->Name.c_str());
-  std::fprintf(file, "     Branch Type: %s\n", BranchWord(record->BranchType));
-  std::fprintf(file, "           Scope: %s\n", ScopeWord(record->Scope));
-  std::fprintf(file, "           Stack: %d bytes\n", record->Stack);
-  std::fprintf(file, "Cumulative Stack: %d bytes\n", record->CumStack);
+  TextSink out(file);
+  const char* branch = BranchWord(record->BranchType);
+  out.Put("   Function Name: ").Put(record->UName).Put('\n');
+  out.Put("    Mangled Name: ").Put(record->Name).Put('\n');
+  out.Put("     Branch Type: ").Put(branch).Put('\n');
+  out.Put("           Scope: ").Put(ScopeWord(record->Scope)).Put('\n');
+  out.Put("           Stack: ").Int(record->Stack).Put(" bytes\n");
+  out.Put("Cumulative Stack: ").Int(record->CumStack).Put(" bytes\n");
   if (record->callList.empty()) {
-    std::fputs("           Calls: None\n", file);
+    out.Put("           Calls: None\n");
   } else {
-    std::fputs("           Calls: Called function         Cumulative Stack, Branch Type\n", file);
+    out.Put("           Calls: Called function         Cumulative Stack, Branch Type\n");
     // Every row shows the caller's branch type: the column says how complete
     // the tree below this function is, not below each callee.
-    const char* branch = BranchWord(record->BranchType);
     for (const std::string& name : record->callList) {
       const __func_attr* callee = FindFuncItem(name);
       if (callee == nullptr) continue;
-      std::fprintf(file, "                  %-35s %4d, %s\n", callee->Name.c_str(),
-                   callee->CumStack, branch);
+      out.Put("                  ").Left(callee->Name, 35).Put(' ').Int(callee->CumStack, 4);
+      out.Put(", ").Put(branch).Put('\n');
     }
   }
-  std::fputs("\n", file);
+  out.Put('\n');
   return 0;
 }
 
 int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file) {
+  PathSteps steps;
+  return DumpCallPath(record, file, steps, 1);
+}
+
+int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps& steps,
+                               uint32_t pathNumber) {
   if (record->callList.empty()) return 0;
   if (usedFunctionsOnly && !record->IsUsed) return 0;
 
   int result = 0;
-  std::fprintf(file, "Call path for %s\n", record->UName.c_str());
+  TextSink out(file);
+  out.Put("Call path for ").Put(record->UName).Put('\n');
   // A greedy descent along the largest cumulative stack; it ends at a
   // function without known callees or at the first one that repeats.
-  std::unordered_set<const __func_attr*> visited;
   const __func_attr* current = record;
   while (current != nullptr) {
-    if (!visited.insert(current).second) {
-      std::fprintf(file, "\tRecursive call to %s\n", current->UName.c_str());
+    auto [it, fresh] = steps.try_emplace(current);
+    PathStep& step = it->second;
+    if (step.visitedBy == pathNumber) {
+      out.Put("\tRecursive call to ").Put(current->UName).Put('\n');
       break;
     }
-    std::fprintf(file, "\tTotal %4d bytes, local %4d bytes, %s\n", current->CumStack,
-                 current->Stack, current->UName.c_str());
-    const __func_attr* best = nullptr;
-    int64_t bestValue = -1;
-    for (const std::string& name : current->callList) {
-      const __func_attr* callee = FindFuncItem(name);
-      if (callee == nullptr) {
-        // An unknown callee ends the choice: those after it are not seen.
-        result = -1;
-        break;
-      }
-      if (callee->CumStack > bestValue) {
-        best = callee;
-        bestValue = callee->CumStack;
+    step.visitedBy = pathNumber;
+    out.Put("\tTotal ").Int(current->CumStack, 4).Put(" bytes, local ").Int(current->Stack, 4);
+    out.Put(" bytes, ").Put(current->UName).Put('\n');
+    if (fresh) {
+      int64_t bestValue = -1;
+      for (const std::string& name : current->callList) {
+        const __func_attr* callee = FindFuncItem(name);
+        if (callee == nullptr) {
+          // An unknown callee ends the choice: those after it are not seen.
+          step.unknownCallee = true;
+          break;
+        }
+        if (callee->CumStack > bestValue) {
+          step.next = callee;
+          bestValue = callee->CumStack;
+        }
       }
     }
-    current = best;
+    if (step.unknownCallee) result = -1;
+    current = step.next;
   }
-  std::fputs("\n", file);
+  out.Put('\n');
   return result;
 }
 
 int AssemblyData::DumpNotFoundFuncAttr(const __func_attr* record, FILE* file) {
-  std::fprintf(file, "%s\n", record->Key.c_str());
+  TextSink out(file);
+  out.Put(record->Key).Put('\n');
   return 0;
 }
 

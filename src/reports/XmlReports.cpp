@@ -1,10 +1,11 @@
 // The XML report family read by the graphical front end: functions, data
-// objects and the two warning lists. Written with plain fprintf; only the
-// fields the front end displays as text are escaped.
+// objects and the two warning lists. Only the fields the front end displays
+// as text are escaped.
 #include <algorithm>
 #include <cstdio>
 
 #include "database/AssemblyData.h"
+#include "reports/TextSink.h"
 
 namespace {
 
@@ -96,29 +97,33 @@ int AssemblyData::DumpMWarningList(const std::string& dir) {
 }
 
 int AssemblyData::DumpFunctionNode(const __func_attr* record, FILE* file) {
-  std::fprintf(file, "<node root = \"%d\"", record->HasParent ? 0 : 1);
-  if (IsUserDefinedRoot(record)) std::fputs(" user-root = \"1\"", file);
-  std::fputs(">\n", file);
-  std::fprintf(file, "\t<Key>%s</Key>\n", record->Key.c_str());
-  std::fprintf(file, "\t<Name>%s</Name>\n", TranslateForXML(record->UName).c_str());
-  std::fprintf(file, "\t<Mangled>%s</Mangled>\n", record->Name.c_str());
-  std::fprintf(file, "\t<Path>%s</Path>\n", record->Path.c_str());
-  std::fprintf(file, "\t<Stack>%d</Stack>\n", record->Stack);
-  std::fprintf(file, "\t<CumStack>%d</CumStack>\n", record->CumStack);
-  std::fprintf(file, "\t<CumUserStack>%d</CumUserStack>\n", record->CumUserStack);
-  std::fprintf(file, "\t<Status>%d</Status>\n", record->IsFound ? 1 : 0);
-  std::fprintf(file, "\t<Scope>%d</Scope>\n", record->Scope);
-  std::fprintf(file, "\t<Branch>%d</Branch>\n", record->BranchType);
-  std::fprintf(file, "\t<HasParent>%d</HasParent>\n", record->HasParent ? 1 : 0);
-  std::fprintf(file, "\t<HasPtrFunc>%d</HasPtrFunc>\n", record->HasPtrToFunc ? 1 : 0);
-  std::fprintf(file, "\t<CodeSize>%d</CodeSize>\n", record->CodeSize);
-  std::fprintf(file, "\t<Used>%d</Used>\n", record->IsUsed ? 1 : 0);
-  std::fprintf(file, "\t<IsAid>%d</IsAid>\n", record->IsAidEntry ? 1 : 0);
-  std::fputs("\t\t<CallList>\n", file);
-  for (const std::string& call : record->callList) {
-    std::fprintf(file, "\t\t\t<Call>%s</Call>\n", call.c_str());
+  {
+    TextSink out(file);
+    auto field = [&out](const char* tag, long long value) {
+      out.Put("\t<").Put(tag).Put('>').Int(value).Put("</").Put(tag).Put(">\n");
+    };
+    out.Put("<node root = \"").Int(record->HasParent ? 0 : 1).Put('"');
+    if (IsUserDefinedRoot(record)) out.Put(" user-root = \"1\"");
+    out.Put(">\n");
+    out.Put("\t<Key>").Put(record->Key).Put("</Key>\n");
+    out.Put("\t<Name>").Put(TranslateForXML(record->UName)).Put("</Name>\n");
+    out.Put("\t<Mangled>").Put(record->Name).Put("</Mangled>\n");
+    out.Put("\t<Path>").Put(record->Path).Put("</Path>\n");
+    field("Stack", record->Stack);
+    field("CumStack", record->CumStack);
+    field("CumUserStack", record->CumUserStack);
+    field("Status", record->IsFound ? 1 : 0);
+    field("Scope", record->Scope);
+    field("Branch", record->BranchType);
+    field("HasParent", record->HasParent ? 1 : 0);
+    field("HasPtrFunc", record->HasPtrToFunc ? 1 : 0);
+    field("CodeSize", record->CodeSize);
+    field("Used", record->IsUsed ? 1 : 0);
+    field("IsAid", record->IsAidEntry ? 1 : 0);
+    out.Put("\t\t<CallList>\n");
+    for (const std::string& call : record->callList) out.Put("\t\t\t<Call>").Put(call).Put("</Call>\n");
+    out.Put("\t\t</CallList>\n");
   }
-  std::fputs("\t\t</CallList>\n", file);
   DumpModuleList(record, file);
   std::fputs("</node>\n", file);
   return 0;

@@ -108,24 +108,13 @@ void FileParser::UpdateLineCache() {
   // the capacity of its strings, so a warm cache never allocates.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
   ProcessedSourceLine& slot = lineCache_[lineCacheHead_];
-  // Many fields are empty on both sides (the listing fields always are for
-  // source statements): those need no copy.
-  auto copy = [](std::string& to, const std::string& from) {
-    if (!to.empty() || !from.empty()) to = from;
-  };
-  copy(slot.lineText, current.lineText);
-  copy(slot.token1, current.token1);
-  copy(slot.token2, current.token2);
-  copy(slot.token3, current.token3);
-  copy(slot.token4, current.token4);
-  copy(slot.lowerToken1, current.lowerToken1);
-  copy(slot.lowerToken2, current.lowerToken2);
-  copy(slot.lowerToken3, current.lowerToken3);
-  copy(slot.token5, current.token5);
-  copy(slot.lineLabel, current.lineLabel);
-  copy(slot.packetAddress, current.packetAddress);
-  copy(slot.currentLine, current.currentLine);
-  copy(slot.relocation, current.relocation);
+  // Only the fields the register look-back reads are kept; the others
+  // would double the copying done for every statement and listing line.
+  slot.lineText = current.lineText;
+  slot.token1 = current.token1;
+  slot.token2 = current.token2;
+  slot.lowerToken1 = current.lowerToken1;
+  slot.lowerToken3 = current.lowerToken3;
   if (lineCacheCount_ < kLineCacheSize) ++lineCacheCount_;
 }
 
