@@ -50,31 +50,23 @@ TEST(Toolchain, DetectToolsOrderAndMissingLine) {
   EXPECT_EQ(Detect(p, tmp / "p2", tmp / "empty"), 0);
   EXPECT_EQ(p.linkerPath, tmp / "p2/valdrin-link");
 
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(Detect(p, tmp / "p1", tmp / "empty"), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "40: Could not find valdrin-ld or valdrin-link. \n");
+  int rc = 0;
+  EXPECT_EQ(testutil::Captured([&] { rc = Detect(p, tmp / "p1", tmp / "empty"); }),
+            "40: Could not find valdrin-ld or valdrin-link. \n");
+  EXPECT_EQ(rc, -1);
   EXPECT_EQ(p.linkerPath + "|" + p.objdumpPath, "|" + tmp / "p1/valdrin-objdump");  // earlier finds cleared
   EXPECT_EQ(p.objdumpKind, 1);
-
-  FileParser q;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(Detect(q, tmp / "empty", tmp / "empty"), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Could not find valdrin-gcc or valdrin-clang. Could not find valdrin-ld or valdrin-link. "
-            "Could not find valdrin-objdump or valdrin-llvm-objdump.\n");
-  EXPECT_EQ(q.objdumpKind, 0);
 }
 
 TEST(Toolchain, RunToolDropsTheLastByte) {
   FileParser p;
-  EXPECT_EQ(p.RunTool("printf x"), "");
-  EXPECT_EQ(p.RunTool("printf 'a\\n'"), "a");
-  EXPECT_EQ(p.RunTool("printf 'ab'"), "a");
-  EXPECT_EQ(p.RunTool("printf 'one\\ntwo\\n'; exit 3"), "one\ntwo");
-  EXPECT_EQ(p.RunTool("printf 'ab\\0cd\\n'"), "ab");
-  EXPECT_EQ(p.RunTool("no-such-command-valdrin 2>/dev/null"), "");
-  // At most 2047 attempts, all bytes here: the last two are cut.
-  EXPECT_EQ(p.RunTool("head -c 3000 /dev/zero | tr '\\0' a"), std::string(2045, 'a'));
+  for (const auto& [command, answer] : std::vector<std::pair<std::string, std::string>>{
+           {"printf x", ""}, {"printf 'a\\n'", "a"}, {"printf 'ab'", "a"}, {"printf 'one\\ntwo\\n'; exit 3", "one\ntwo"},
+           {"printf 'ab\\0cd\\n'", "ab"}, {"no-such-command-valdrin 2>/dev/null", ""},
+           // At most 2047 attempts, all bytes here: the last two are cut.
+           {"head -c 3000 /dev/zero | tr '\\0' a", std::string(2045, 'a')}}) {
+    EXPECT_EQ(p.RunTool(command), answer) << command;
+  }
 }
 
 TEST(Toolchain, RunObjDumpCountsOnlySignalsAsFailure) {
@@ -115,12 +107,12 @@ TEST(Toolchain, CreateDisassemblyFileMessages) {
   p.objdumpPath = tmp / "objdump";
   MakeTool(p.objdumpPath, "echo \"$2\"");
   std::string dis = "unset";
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(p.CreateDisassemblyFile("some/dir/prog.elf", dis), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  int rc = -2;
+  EXPECT_EQ(testutil::Captured([&] { rc = p.CreateDisassemblyFile("some/dir/prog.elf", dis); }),
             "36: Calling disassembler(" + p.objdumpPath + ") ...\n21: Creating disassembly file " + tmp.path() +
                 "/prog.elf.dis from some/dir/prog.elf\n21: Please wait ... This could take several minutes "
                 "with a large elf file.\n37: disassember(" + p.objdumpPath + ") complete.\n");
+  EXPECT_EQ(rc, 0);
   EXPECT_EQ(dis, tmp / "prog.elf.dis");
   EXPECT_EQ(ReadFile(dis), "some/dir/prog.elf\n");
 
@@ -128,18 +120,16 @@ TEST(Toolchain, CreateDisassemblyFileMessages) {
   const std::string error = "Error executing disassembler(" + p.objdumpPath + ")\n\nError: disassembler(" +
                             p.objdumpPath + ") exited with status 9.\n\n";
   dis = "unset";
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(p.CreateDisassemblyFile("prog.elf", dis), -1);
-  std::string out = testing::internal::GetCapturedStdout();
+  const std::string out = testutil::Captured([&] { rc = p.CreateDisassemblyFile("prog.elf", dis); });
+  EXPECT_EQ(rc, -1);
   EXPECT_EQ(out.substr(out.find("10: ")), "10: " + error);
   EXPECT_EQ(dis, "unset");
 
   __LibAttr lib{"", "", tmp / "W.o.dis", tmp / "W.o"};
   p.guiMode = false;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(p.CreateDisassemblyFile(lib), 0);  // the caller sees the failure in the listing only
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(testutil::Captured([&] { rc = p.CreateDisassemblyFile(lib); }),
             "Creating disassembly file " + lib.disPath + " from " + lib.objPath + "\n" + error);
+  EXPECT_EQ(rc, 0);  // the caller sees the failure in the listing only
 }
 
 }  // namespace
