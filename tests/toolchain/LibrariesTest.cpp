@@ -41,24 +41,6 @@ TEST(Libraries, LibraryQueryOptionsAndAnswers) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error executing: " + tmp / "clang -mv66 -fpic -print-file-name=libgcc.a\n");
 }
 
-TEST(Libraries, LibraryObjectRecords) {
-  FileParser p;
-  int rc = -2;
-  EXPECT_EQ(testutil::Captured([&] { rc = p.AddLibObjectToMaps(DataPath("toolchain/WholeArchive.o")); }),
-            "Number of library functions: 67\n");
-  ASSERT_EQ(rc, 0);
-  const __func_attr* printf = p.FindFuncItem("printf");
-  EXPECT_TRUE(printf->Path == "stdio.c" && printf->CodeSize == 76 && printf->Scope == Global && printf->IsReplaceable);
-  // Statics under the key the listing parser forms from their address.
-  EXPECT_EQ(p.FindFuncItem("sort_range-of-00000000")->Path, "qsort.c");
-  EXPECT_EQ(p.FindFuncItem("reduce-of-000003c0")->Scope, Local);
-  // A global of the .text that libm and libgcc share names no member.
-  EXPECT_EQ(p.FindFuncItem("fabsf")->Path, "From toolchain libraries");
-  EXPECT_EQ(p.FindMemItem("arena-of-00000030")->Size, 32768);
-  EXPECT_TRUE(p.FindMemItem("errno")->IsReplaceable && !p.FindMemItem("errno")->IsAid);
-  EXPECT_EQ(p.libraryFunctionKeys.size(), 61u);  // the globals
-}
-
 TEST(Libraries, AliasesThunksStubsAndDummies) {
   using namespace elftest;
   Image image;
