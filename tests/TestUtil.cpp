@@ -55,27 +55,27 @@ RunResult RunCommand(const std::string& command, const std::string& cwd) {
   return result;
 }
 
-RunResult RunAnalyser(const std::vector<std::string>& args, const std::string& cwd,
-                      bool withToolchain) {
-  std::string command;
-  if (withToolchain) {
-    command = "PATH=" + Quote(ToolchainDir()) + ":\"$PATH\" ";
-  } else {
-    command = "PATH=/usr/bin:/bin ";
-  }
-  command += Quote(AnalyserBinary());
+namespace {
+std::string Command(const std::string& environment, const std::vector<std::string>& args) {
+  std::string command = environment + Quote(AnalyserBinary());
   for (const std::string& arg : args) command += " " + Quote(arg);
-  return RunCommand(command, cwd);
+  return command;
+}
+}  // namespace
+
+RunResult RunAnalyser(const std::vector<std::string>& args, const std::string& cwd, bool withToolchain) {
+  return RunCommand(Command(withToolchain ? "PATH=" + Quote(ToolchainDir()) + ":\"$PATH\" " : "PATH=/usr/bin:/bin ", args),
+                    cwd);
 }
 
 RunResult RunAnalyserIsolated(const std::vector<std::string>& args, const TempDir& tmp) {
   MakeDirs(tmp / "nolibs");
   MakeDirs(tmp / "run");
   WriteFile(tmp / "etc/libcAidFile.txt", "// no records\n");
-  std::string command = "VALDRIN_STANDIN_LIBDIR=" + Quote(tmp / "nolibs") + " PATH=" + Quote(ToolchainDir()) +
-                        ":/usr/bin:/bin " + Quote(AnalyserBinary());
-  for (const std::string& arg : args) command += " " + Quote(arg);
-  return RunCommand(command, tmp / "run");
+  return RunCommand(Command("VALDRIN_STANDIN_LIBDIR=" + Quote(tmp / "nolibs") + " PATH=" + Quote(ToolchainDir()) +
+                                ":/usr/bin:/bin ",
+                            args),
+                    tmp / "run");
 }
 
 std::string ReadFile(const std::string& path) {

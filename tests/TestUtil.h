@@ -2,6 +2,8 @@
 // analyser and capturing what it prints.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -49,6 +51,15 @@ void Copy(const std::string& from, const std::string& to);
 std::string DataPath(const std::string& relative);
 std::string AnalyserBinary();
 std::string ToolchainDir();
+
+// What the step prints to standard output. Failures inside the step are
+// captured too: keep assertions outside it.
+template <class Step>
+std::string Captured(Step&& step) {
+  testing::internal::CaptureStdout();
+  step();
+  return testing::internal::GetCapturedStdout();
+}
 
 // The lines of a text, without their newlines.
 std::vector<std::string> Lines(const std::string& text);

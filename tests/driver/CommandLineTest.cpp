@@ -14,54 +14,43 @@ namespace {
 
 const std::string kUsage = usageText;
 
-// Runs ParseCommandLine on the words, capturing what it prints.
-struct Parsed {
-  CommandLine state;
-  std::string out;
-};
-Parsed Parse(FileParser& parser, std::vector<std::string> words) {
+// Runs ParseCommandLine on the words; returns what it printed.
+std::string Parse(FileParser& parser, std::vector<std::string> words, CommandLine* state = nullptr) {
   words.insert(words.begin(), "valdrin-analyzer-backend");
   std::vector<char*> argv;
   for (std::string& w : words) argv.push_back(w.data());
-  testing::internal::CaptureStdout();
-  Parsed parsed{ParseCommandLine(static_cast<int>(argv.size()), argv.data(), parser), ""};
-  parsed.out = testing::internal::GetCapturedStdout();
-  return parsed;
+  return testutil::Captured([&] {
+    CommandLine parsed = ParseCommandLine(static_cast<int>(argv.size()), argv.data(), parser);
+    if (state != nullptr) *state = parsed;
+  });
 }
 
-TEST(CommandLineBinary, NoArgumentsPrintsUsageAndFails) {
-  auto r = RunAnalyser({});
-  EXPECT_EQ(r.out, kUsage + "\n");
-  EXPECT_EQ(r.status, 255);
-}
-
-TEST(CommandLineBinary, HelpAndVersionStopAtOnce) {
-  auto help = RunAnalyser({"--help", "--bogus"});
-  EXPECT_EQ(help.out, kUsage + "\n");
-  EXPECT_EQ(help.status, 0);
-
-  auto version = RunAnalyser({"-v", "--bogus", "--elffile"});
-  EXPECT_EQ(version.out, std::string("Version: Valdrin Build Version 8.4.12\n") + noticeText + "\n");
-  EXPECT_EQ(version.status, 0);
-
-  // An unknown argument after the first position stops before -v is seen.
-  auto late = RunAnalyser({"--gui", "--bogus", "-v"});
-  EXPECT_EQ(late.out, "Error: Unknown argument --bogus\n" + kUsage + "\n");
-  EXPECT_EQ(late.status, 255);
-}
-
-TEST(CommandLineBinary, UnknownArgumentOnlyToleratedInFirstPlace) {
-  auto r = RunAnalyser({"--folder", "src", "foo"});
-  EXPECT_EQ(r.out, "Error: Unknown argument foo\n" + kUsage + "\n");
-  EXPECT_EQ(r.status, 255);
-}
-
-TEST(CommandLineBinary, SecondElffileIsAnErrorBeforeTheMissingValue) {
-  auto twice = RunAnalyser({"--elffile", "a.elf", "--elffile", "b.elf"});
-  EXPECT_EQ(twice.out, "Error: Only one --elffile <elffile> is allowed\n\n" + kUsage);
-  EXPECT_EQ(twice.status, 255);
-  auto dangling = RunAnalyser({"--elffile", "a.elf", "--elffile"});
-  EXPECT_EQ(dangling.out, "Error: Only one --elffile <elffile> is allowed\n\n" + kUsage);
+TEST(CommandLineBinary, ExactOutputAndStatus) {
+  const std::string version = std::string("Version: Valdrin Build Version 8.4.12\n") + noticeText + "\n";
+  const std::string twice = "Error: Only one --elffile <elffile> is allowed\n\n" + kUsage;
+  struct Case {
+    std::vector<std::string> args;
+    std::string out;
+    int status;
+  };
+  const std::vector<Case> cases = {
+      {{}, kUsage + "\n", 255},
+      {{"--help", "--bogus"}, kUsage + "\n", 0},  // help and version stop at once
+      {{"-v", "--bogus", "--elffile"}, version, 0},
+      // An unknown argument is tolerated only in first place; later it stops
+      // before -v is seen.
+      {{"--gui", "--bogus", "-v"}, "Error: Unknown argument --bogus\n" + kUsage + "\n", 255},
+      {{"--folder", "src", "foo"}, "Error: Unknown argument foo\n" + kUsage + "\n", 255},
+      // A second --elffile is an error before its missing value.
+      {{"--elffile", "a.elf", "--elffile", "b.elf"}, twice, 255},
+      {{"--elffile", "a.elf", "--elffile"}, twice, 255},
+      {{"--gui", "--no-warn", "--dsp", "v66"}, kUsage + "\n", 255},  // options without input
+  };
+  for (const Case& c : cases) {
+    auto r = RunAnalyser(c.args);
+    EXPECT_EQ(r.out, c.out) << testing::PrintToString(c.args);
+    EXPECT_EQ(r.status, c.status) << testing::PrintToString(c.args);
+  }
 }
 
 TEST(CommandLineBinary, MissingValuesNeverCarryACode) {
@@ -83,62 +72,45 @@ TEST(CommandLineBinary, MissingValuesNeverCarryACode) {
   }
 }
 
-TEST(CommandLineBinary, OptionsWithoutInputPrintUsageOnly) {
-  auto r = RunAnalyser({"--gui", "--no-warn", "--dsp", "v66"});
-  EXPECT_EQ(r.out, kUsage + "\n");
-  EXPECT_EQ(r.status, 255);
-}
-
 TEST(CommandLineParse, FillsSettingsInOrder) {
   FileParser p;
-  auto parsed = Parse(p, {"foo", "--folder", "a", "-f", "b", "--aidfile", "x", "--aidfile", "y",
-                          "--dsp", "v66", "--G0", "--fpic", "--elffile", "img.elf", "--testresult",
-                          "4294967298junk"});
-  EXPECT_FALSE(parsed.state.exitNow);
-  EXPECT_EQ(parsed.out, "");
+  CommandLine state;
+  EXPECT_EQ(Parse(p,
+                  {"foo", "--folder", "a", "-f", "b", "--aidfile", "x", "--aidfile", "y", "--dsp", "v66", "--G0",
+                   "--fpic", "--elffile", "img.elf", "--testresult", "4294967298junk", "--no-r29", "--no-file"},
+                  &state),
+            "");
+  EXPECT_FALSE(state.exitNow);
   EXPECT_EQ(p.sourceFolders, (std::vector<std::string>{"a", "b"}));
   EXPECT_EQ(p.aidFiles, (std::vector<std::string>{"x", "y"}));
   EXPECT_EQ(p.compilerSwitches, " -mv66 -mG0lib -fpic");
   EXPECT_EQ(p.elfFile, "img.elf");
   EXPECT_EQ(p.expectedTestResult, 2);  // 2^32 + 2 truncated to 32 bits
+  EXPECT_EQ(p.outputDir, "./");
+  EXPECT_FALSE(p.warnR29 || p.warnFile);
+  EXPECT_TRUE(p.warnCollision && p.warnAtFunction && p.warnFuncSize && p.warnAtObject && p.warnObjSize &&
+              p.warnBadLabel && p.warnRecursion);
+
+  FileParser all;
+  Parse(all, {"--elffile", "e", "--no-warn", "--gui", "--testmode"}, &state);
+  EXPECT_TRUE(state.testMode && all.guiMode);
+  EXPECT_FALSE(all.warnCollision || all.warnAtFunction || all.warnFuncSize || all.warnAtObject ||
+               all.warnObjSize || all.warnBadLabel || all.warnR29 || all.warnFile || all.warnRecursion);
 }
 
-TEST(CommandLineParse, OutputDirectoryGetsOneTrailingSlash) {
+TEST(CommandLineParse, OutputDirectoryAndRootFile) {
   for (const auto& [given, stored] : std::vector<std::pair<std::string, std::string>>{
            {"out", "out/"}, {"out/", "out/"}, {"", ""}}) {
     FileParser p;
     Parse(p, {"--folder", "a", "-o", "x", "--outdir", given});
     EXPECT_EQ(p.outputDir, stored) << given;
   }
-  FileParser untouched;
-  Parse(untouched, {"--folder", "a"});
-  EXPECT_EQ(untouched.outputDir, "./");
-  EXPECT_EQ(untouched.compilerSwitches, "");
-}
-
-TEST(CommandLineParse, WarningSwitchesAndModes) {
   FileParser p;
-  auto parsed = Parse(p, {"--elffile", "e", "--no-r29", "--no-file", "--gui", "--testmode"});
-  EXPECT_TRUE(parsed.state.testMode);
-  EXPECT_TRUE(p.guiMode);
-  EXPECT_FALSE(p.warnR29);
-  EXPECT_FALSE(p.warnFile);
-  EXPECT_TRUE(p.warnCollision && p.warnAtFunction && p.warnFuncSize && p.warnAtObject &&
-              p.warnObjSize && p.warnBadLabel && p.warnRecursion);
-
-  FileParser all;
-  Parse(all, {"--elffile", "e", "--no-warn"});
-  EXPECT_FALSE(all.warnCollision || all.warnAtFunction || all.warnFuncSize || all.warnAtObject ||
-               all.warnObjSize || all.warnBadLabel || all.warnR29 || all.warnFile ||
-               all.warnRecursion);
-}
-
-TEST(CommandLineParse, RootFileLastWinsWithAWarning) {
-  FileParser p;
-  auto parsed = Parse(p, {"--rootfile", "r1", "--folder", "a", "--rootfile", "r2"});
-  EXPECT_EQ(parsed.out, "Warning: replacing previously defined --rootfile <rootfile> with r2\n\n");
+  CommandLine state;
+  EXPECT_EQ(Parse(p, {"--rootfile", "r1", "--folder", "a", "--rootfile", "r2"}, &state),
+            "Warning: replacing previously defined --rootfile <rootfile> with r2\n\n");
   EXPECT_EQ(p.rootFile, "r2");
-  EXPECT_FALSE(parsed.state.exitNow);
+  EXPECT_FALSE(state.exitNow);
 }
 
 }  // namespace

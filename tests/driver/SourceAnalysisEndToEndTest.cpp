@@ -49,80 +49,80 @@ TEST(SourceAnalysisEndToEnd, FourTextReports) {
             "\"on_event\",0,Closed\n"
             "\"tail_target\",0,Undetermined\n");
 
-  EXPECT_EQ(run.Report("VA_FunctionsByName.txt"),
-"   Function Name: compute\n"
-      "    Mangled Name: compute\n"
-      "     Branch Type: Recursive\n"
-      "           Scope: Global\n"
-      "           Stack: 112 bytes\n"
-      "Cumulative Stack: 128 bytes\n"
-      "           Calls: Called function         Cumulative Stack, Branch Type\n"
-      "                  helper                                 8, Recursive\n"
-      "                  fact                                  16, Recursive\n"
-      "\n"
-      "   Function Name: ext_func\n"
-      "    Mangled Name: ext_func\n"
-      "     Branch Type: Open\n"
-      "           Scope: Global\n"
-      "           Stack: 0 bytes\n"
-      "Cumulative Stack: 0 bytes\n"
-      "           Calls: None\n"
-      "\n"
-      "   Function Name: fact\n"
-      "    Mangled Name: fact\n"
-      "     Branch Type: Recursive\n"
-      "           Scope: Global\n"
-      "           Stack: 16 bytes\n"
-      "Cumulative Stack: 16 bytes\n"
-      "           Calls: Called function         Cumulative Stack, Branch Type\n"
-      "                  fact                                  16, Recursive\n"
-      "\n"
-      "   Function Name: helper\n"
-      "    Mangled Name: helper\n"
-      "     Branch Type: Undetermined\n"
-      "           Scope: Local\n"
-      "           Stack: 48 bytes\n"
-      "Cumulative Stack: 48 bytes\n"
-      "           Calls: Called function         Cumulative Stack, Branch Type\n"
-      "                  tail_target                            0, Undetermined\n"
-      "\n"
-      "   Function Name: helper\n"
-      "    Mangled Name: helper\n"
-      "     Branch Type: Closed\n"
-      "           Scope: Local\n"
-      "           Stack: 8 bytes\n"
-      "Cumulative Stack: 8 bytes\n"
-      "           Calls: None\n"
-      "\n"
-      "   Function Name: main\n"
-      "    Mangled Name: main\n"
-      "     Branch Type: Recursive\n"
-      "           Scope: Global\n"
-      "           Stack: 24 bytes\n"
-      "Cumulative Stack: 152 bytes\n"
-      "           Calls: Called function         Cumulative Stack, Branch Type\n"
-      "                  helper                                48, Recursive\n"
-      "                  compute                              128, Recursive\n"
-      "                  on_event                               0, Recursive\n"
-      "                  ext_func                               0, Recursive\n"
-      "\n"
-      "   Function Name: on_event\n"
-      "    Mangled Name: on_event\n"
-      "     Branch Type: Closed\n"
-      "           Scope: Global\n"
-      "           Stack: 0 bytes\n"
-      "Cumulative Stack: 0 bytes\n"
-      "           Calls: None\n"
-      "\n"
-      "   Function Name: tail_target\n"
-      "    Mangled Name: tail_target\n"
-      "     Branch Type: Undetermined\n"
-      "           Scope: Global\n"
-      "           Stack: 0 bytes\n"
-      "Cumulative Stack: 0 bytes\n"
-      "           Calls: Called function         Cumulative Stack, Branch Type\n"
-      "                  on_event                               0, Undetermined\n"
-      "\n");
+  EXPECT_EQ(run.Report("VA_FunctionsByName.txt"), R"(   Function Name: compute
+    Mangled Name: compute
+     Branch Type: Recursive
+           Scope: Global
+           Stack: 112 bytes
+Cumulative Stack: 128 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  helper                                 8, Recursive
+                  fact                                  16, Recursive
+
+   Function Name: ext_func
+    Mangled Name: ext_func
+     Branch Type: Open
+           Scope: Global
+           Stack: 0 bytes
+Cumulative Stack: 0 bytes
+           Calls: None
+
+   Function Name: fact
+    Mangled Name: fact
+     Branch Type: Recursive
+           Scope: Global
+           Stack: 16 bytes
+Cumulative Stack: 16 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  fact                                  16, Recursive
+
+   Function Name: helper
+    Mangled Name: helper
+     Branch Type: Undetermined
+           Scope: Local
+           Stack: 48 bytes
+Cumulative Stack: 48 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  tail_target                            0, Undetermined
+
+   Function Name: helper
+    Mangled Name: helper
+     Branch Type: Closed
+           Scope: Local
+           Stack: 8 bytes
+Cumulative Stack: 8 bytes
+           Calls: None
+
+   Function Name: main
+    Mangled Name: main
+     Branch Type: Recursive
+           Scope: Global
+           Stack: 24 bytes
+Cumulative Stack: 152 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  helper                                48, Recursive
+                  compute                              128, Recursive
+                  on_event                               0, Recursive
+                  ext_func                               0, Recursive
+
+   Function Name: on_event
+    Mangled Name: on_event
+     Branch Type: Closed
+           Scope: Global
+           Stack: 0 bytes
+Cumulative Stack: 0 bytes
+           Calls: None
+
+   Function Name: tail_target
+    Mangled Name: tail_target
+     Branch Type: Undetermined
+           Scope: Global
+           Stack: 0 bytes
+Cumulative Stack: 0 bytes
+           Calls: Called function         Cumulative Stack, Branch Type
+                  on_event                               0, Undetermined
+
+)");
 
   EXPECT_EQ(run.Report("VA_WorstCaseCallPaths.txt"),
             "Call path for main\n"

@@ -6,7 +6,6 @@
 
 namespace {
 
-using testutil::Lines;
 using testutil::ReadFile;
 
 // What a run prints from the first aid file on (the library stage before
@@ -52,13 +51,10 @@ TEST(AidFiles, RecordsOfARun) {
                       "data;buf;5;1;\n",
                       true);
   EXPECT_EQ(r.status, 0);
-  std::vector<std::string> lines = Lines(r.out);
-  ASSERT_GE(lines.size(), 4u);
-  EXPECT_EQ(lines[0], "22: Processing aid file " + dir / "my.aid");
-  EXPECT_EQ(lines[1], "13: Warning: Func item foo from Aid file already exists");
-  EXPECT_EQ(lines[2], "13: Warning: Mem item buf from Aid file already exists");
-  EXPECT_EQ(lines[3].rfind("22: Processing aid file ", 0), 0u);
-  EXPECT_TRUE(lines[3].ends_with("libcAidFile.txt"));
+  EXPECT_EQ(r.out.rfind("22: Processing aid file " + dir / "my.aid\n13: Warning: Func item foo from Aid file already "
+                        "exists\n13: Warning: Mem item buf from Aid file already exists\n22: Processing aid file ", 0),
+            0u);
+  EXPECT_TRUE(Contains(r.out, "libcAidFile.txt\n"));
 
   std::string functions = ReadFile(dir / "out/VA_FunctionList.xml");
   EXPECT_TRUE(Contains(functions,
@@ -125,10 +121,8 @@ TEST(AidFiles, LineLengthsAndOddBytes) {
   EXPECT_TRUE(Contains(csv, "\n\"after\",4,Closed\n"));
   EXPECT_FALSE(Contains(csv, "\"n\""));
 
-  r = RunWithAid(dir, "");
-  EXPECT_EQ(r.status, 0);
-  r = RunWithAid(dir, "data;big;1;1;" + std::string(8 << 20, 'z'));
-  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(RunWithAid(dir, "").status, 0);
+  EXPECT_EQ(RunWithAid(dir, "data;big;1;1;" + std::string(8 << 20, 'z')).status, 0);
 }
 
 TEST(AidFiles, ImageModeTakesOnlyPresets) {
@@ -136,11 +130,11 @@ TEST(AidFiles, ImageModeTakesOnlyPresets) {
   testutil::WriteFile(dir / "a.aid", "code;foo;64;1;\ndata;d;4;1;\ncode;bar;16;3;\n");
   FileParser parser;
   parser.elfMode = true;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(parser.ProcessAidFile(dir / "a.aid"), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Processing aid file " + dir / "a.aid" + "\n");
-  EXPECT_TRUE(parser.functionMap.empty());
-  EXPECT_TRUE(parser.memoryMap.empty());
+  int rc = -2;
+  EXPECT_EQ(testutil::Captured([&] { rc = parser.ProcessAidFile(dir / "a.aid"); }),
+            "Processing aid file " + dir / "a.aid" + "\n");
+  EXPECT_EQ(rc, 0);
+  EXPECT_TRUE(parser.functionMap.empty() && parser.memoryMap.empty());
 }
 
 TEST(AidFiles, WrittenFileReadsBack) {
@@ -148,17 +142,17 @@ TEST(AidFiles, WrittenFileReadsBack) {
   FileParser db;
   db.CreateFuncAttr("main", "main")->CumStack = 56;
   db.CreateFuncAttr("loc-of-a.s", "loc")->Scope = Local;
-  __func_attr* weak = db.CreateFuncAttr("w", "w");
-  weak->Scope = Weak;
-  weak->CumStack = 8;
+  db.CreateFuncAttr("w", "w")->Scope = Weak;
+  db.FindFuncItem("w")->CumStack = 8;
   db.CreateMemAttr("buf", "buf")->Size = 100;
   db.CreateMemAttr("s-of-a.s", "s")->Scope = Local;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(db.CreateAidFile(dir / "out.aid"), 0);
-  EXPECT_EQ(db.CreateAidFile(dir / "no/such/dir.aid"), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  std::vector<int> results;
+  EXPECT_EQ(testutil::Captured([&] {
+              results = {db.CreateAidFile(dir / "out.aid"), db.CreateAidFile(dir / "no/such/dir.aid")};
+            }),
             "Writing aid file " + dir / "out.aid" + "\nError: Unable to open file " +
                 dir / "no/such/dir.aid" + " for output.\n");
+  EXPECT_EQ(results, (std::vector<int>{0, -1}));
   EXPECT_EQ(ReadFile(dir / "out.aid"),
             "// *****************************************\n// \n// Format:\n"
             "// code;name;stacksize;binding;\n// data;name;memsize;binding;\n// \n"
@@ -166,13 +160,10 @@ TEST(AidFiles, WrittenFileReadsBack) {
             "code;main;56;1;\ncode;w;8;2;\ndata;buf;100;1;\n");
 
   FileParser reader;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(reader.ProcessAidFile(dir / "out.aid"), 0);
-  testing::internal::GetCapturedStdout();
-  ASSERT_NE(reader.FindFuncItem("w"), nullptr);
-  EXPECT_EQ(reader.FindFuncItem("w")->Stack, 8);
-  EXPECT_EQ(reader.FindFuncItem("w")->Scope, Weak);
-  EXPECT_TRUE(reader.FindFuncItem("w")->IsReplaceable);
+  testutil::Captured([&] { reader.ProcessAidFile(dir / "out.aid"); });
+  const __func_attr* w = reader.FindFuncItem("w");
+  ASSERT_NE(w, nullptr);
+  EXPECT_TRUE(w->Stack == 8 && w->Scope == Weak && w->IsReplaceable);
   EXPECT_EQ(reader.FindMemItem("buf")->Size, 100);
   EXPECT_EQ(reader.functionMap.size() + reader.memoryMap.size(), 3u);
 }

@@ -1,79 +1,49 @@
-// The operand evaluator: numbers, precedence, signs, limits and errors.
+// The operand evaluator: numbers, precedence, signs, 32-bit wrapping, limits
+// and error texts.
 #include <gtest/gtest.h>
 
 #include "source/MathParser.h"
 
 namespace {
 
-int32_t Value(const std::string& text) {
-  MathParser parser(text);
-  EXPECT_TRUE(parser.Success()) << text << ": " << parser.Error();
-  return parser.Value();
+TEST(MathParser, Values) {
+  const std::vector<std::pair<std::string, int32_t>> cases = {
+      {"0x1F", 31}, {"0X1f", 31}, {"017", 17}, {"-8", -8}, {"+(-8)", -8}, {"2*-3", -6}, {"1+2*3", 7},
+      {"(1+2)*3", 9}, {"7/2", 3}, {"-7/2", -3}, {"8-2-1", 5}, {"8/2/2", 2}, {" ( 8 + 8 ) ", 16}, {"--5", 5},
+      // Wrapping at 32 bits.
+      {"2147483647+1", INT32_MIN}, {"4294967296", 0}, {"65536*65536", 0}, {"(0-2147483647-1)/-1", INT32_MIN},
+      // Leftover text ends the expression.
+      {"2 3", 2}, {"16)", 16}, {"0x", 0},
+      {"1" + std::string(32766, ' '), 1}, {std::string(100, '(') + "1" + std::string(100, ')'), 1}};
+  for (const auto& [text, value] : cases) {
+    MathParser parser(text);
+    EXPECT_TRUE(parser.Success()) << text << ": " << parser.Error();
+    EXPECT_EQ(parser.Value(), value) << text;
+  }
 }
 
-std::string Error(const std::string& text) {
-  MathParser parser(text);
-  EXPECT_FALSE(parser.Success()) << text;
-  return parser.Error();
-}
-
-TEST(MathParser, NumbersPrecedenceAndSigns) {
-  EXPECT_EQ(Value("0x1F"), 31);
-  EXPECT_EQ(Value("0X1f"), 31);
-  EXPECT_EQ(Value("017"), 17);
-  EXPECT_EQ(Value("0"), 0);
-  EXPECT_EQ(Value("-8"), -8);
-  EXPECT_EQ(Value("+(-8)"), -8);
-  EXPECT_EQ(Value("2*-3"), -6);
-  EXPECT_EQ(Value("1+2*3"), 7);
-  EXPECT_EQ(Value("(1+2)*3"), 9);
-  EXPECT_EQ(Value("7/2"), 3);
-  EXPECT_EQ(Value("-7/2"), -3);
-  EXPECT_EQ(Value("8-2-1"), 5);
-  EXPECT_EQ(Value("8/2/2"), 2);
-  EXPECT_EQ(Value(" ( 8 + 8 ) "), 16);
-  EXPECT_EQ(Value("--5"), 5);
-}
-
-TEST(MathParser, ArithmeticWrapsAt32Bits) {
-  EXPECT_EQ(Value("2147483647+1"), INT32_MIN);
-  EXPECT_EQ(Value("4294967296"), 0);
-  EXPECT_EQ(Value("65536*65536"), 0);
-  EXPECT_EQ(Value("(0-2147483647-1)/-1"), INT32_MIN);
-}
-
-TEST(MathParser, LeftoverTextEndsTheExpression) {
-  EXPECT_EQ(Value("2 3"), 2);
-  EXPECT_EQ(Value("16)"), 16);
-  EXPECT_EQ(Value("0x"), 0);
-}
-
-TEST(MathParser, ErrorTexts) {
-  EXPECT_EQ(Error("(1+2"), "Syntax error: `)' expected at end of expression");
-  EXPECT_EQ(Error("1+"), "Syntax error: value expected at end of expression");
-  EXPECT_EQ(Error(""), "Syntax error: value expected at end of expression");
-  EXPECT_EQ(Error("foo"), "Syntax error: unexpected token \"foo\" at index 0");
-  EXPECT_EQ(Error("1+ foo"), "Syntax error: unexpected token \"foo\" at index 3");
-  EXPECT_EQ(Error("8/0"), "Parser error: division by 0 (error token is \"/0\")");
-  EXPECT_EQ(Error("8/(1-1)+2"), "Parser error: division by 0 (error token is \"/(1-1)+2\")");
-}
-
-TEST(MathParser, LengthAndNestingLimits) {
-  std::string ok = "1" + std::string(32766, ' ');
-  EXPECT_EQ(Value(ok), 1);
-  EXPECT_EQ(Error(ok + " "), "Parser error: expression exceeds limit of 32767 characters");
+TEST(MathParser, Errors) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"(1+2", "Syntax error: `)' expected at end of expression"},
+      {"1+", "Syntax error: value expected at end of expression"},
+      {"", "Syntax error: value expected at end of expression"},
+      {"foo", "Syntax error: unexpected token \"foo\" at index 0"},
+      {"1+ foo", "Syntax error: unexpected token \"foo\" at index 3"},
+      {"8/0", "Parser error: division by 0 (error token is \"/0\")"},
+      {"8/(1-1)+2", "Parser error: division by 0 (error token is \"/(1-1)+2\")"},
+      {"1" + std::string(32767, ' '), "Parser error: expression exceeds limit of 32767 characters"}};
+  for (const auto& [text, error] : cases) {
+    MathParser parser(text);
+    EXPECT_FALSE(parser.Success()) << text;
+    EXPECT_EQ(parser.Error(), error) << text;
+  }
   // Deep nesting is refused instead of exhausting the process stack.
   EXPECT_FALSE(MathParser(std::string(20000, '(') + "1").Success());
   EXPECT_FALSE(MathParser(std::string(20000, '-') + "1").Success());
-  EXPECT_EQ(Value(std::string(100, '(') + "1" + std::string(100, ')')), 1);
-}
-
-TEST(MathParser, ReusableForSeveralExpressions) {
+  // One parser serves several expressions.
   MathParser parser;
   EXPECT_FALSE(parser.Evaluate("x"));
-  EXPECT_TRUE(parser.Evaluate("4*4"));
-  EXPECT_EQ(parser.Value(), 16);
-  EXPECT_EQ(parser.Error(), "");
+  EXPECT_TRUE(parser.Evaluate("4*4") && parser.Value() == 16 && parser.Error().empty());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Statements, tokens, sections and the line cache.
+// Statements, tokens and sections.
 #include <cstdio>
 #include <random>
 #include <sstream>
@@ -132,36 +132,6 @@ TEST(StatementReader, TokensSectionsAndMacros) {
     seen += t.Next(*set, token) ? std::string(token) + "|" : "-";
   }
   EXPECT_EQ(seen, "a|b|c)|d|-");
-}
-
-TEST(StatementReader, CacheKeepsTheTwentyNewestStatements) {
-  TempDir dir;
-  FileParser p;
-  std::string content = "\t.file \"c.c\"\n\t.type f,@function\nf:\n";
-  for (int i = 1; i <= 25; ++i) content += "s" + std::to_string(i) + " x" + (i % 2 ? "\n" : ";");
-  const auto paths = WriteFiles(dir, {{"c.s", content + "\n"}});
-  RunPasses(p, paths);
-  ASSERT_EQ(p.LineCacheSize(), 20u);
-  EXPECT_EQ(p.CachedLine(0).lineText, "s25 x");
-  EXPECT_EQ(p.CachedLine(0).token2, "x");
-  EXPECT_EQ(p.CachedLine(19).lineText, "s6 x");
-  EXPECT_EQ(p.lineNumber, 17);
-  p.ClearLineCache();
-  EXPECT_EQ(p.LineCacheSize(), 0u);
-}
-
-TEST(StatementReader, ArbitraryBytesAreHarmless) {
-  TempDir dir;
-  std::mt19937 random(7);
-  std::string binary;
-  for (int i = 0; i < 300000; ++i) binary += static_cast<char>(random() % 256 == 0 ? '\n' : random() % 256);
-  std::string lines;
-  for (int i = 0; i < 3000; ++i) lines += "r29 = sub(r29,r1); call ##; allocframe(#\0x; .L:\n"s;
-  const auto paths = WriteFiles(dir, {{"bin.s", binary}, {"nolf.s", std::string(5000000, 'q')},
-                                      {"lines.s", "f:\n" + lines}});
-  FileParser p;
-  RunPasses(p, paths);
-  SUCCEED();
 }
 
 }  // namespace

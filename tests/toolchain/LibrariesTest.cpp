@@ -41,28 +41,6 @@ TEST(Libraries, LibraryQueryOptionsAndAnswers) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error executing: " + tmp / "clang -mv66 -fpic -print-file-name=libgcc.a\n");
 }
 
-TEST(Libraries, LibraryObjectRecords) {
-  FileParser p;
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(p.AddLibObjectToMaps(DataPath("toolchain/WholeArchive.o")), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Number of library functions: 67\n");
-  const __func_attr* printf = p.FindFuncItem("printf");
-  ASSERT_NE(printf, nullptr);
-  EXPECT_EQ(printf->Path + " " + std::to_string(printf->CodeSize) + " " + std::to_string(printf->Scope), "stdio.c 76 1");
-  EXPECT_TRUE(printf->IsReplaceable);
-  // Statics under the key the listing parser forms from their address.
-  ASSERT_NE(p.FindFuncItem("sort_range-of-00000000"), nullptr);
-  EXPECT_EQ(p.FindFuncItem("sort_range-of-00000000")->Path, "qsort.c");
-  EXPECT_EQ(p.FindFuncItem("reduce-of-000003c0")->Scope, Local);
-  // A global of the .text that libm and libgcc share names no member.
-  EXPECT_EQ(p.FindFuncItem("fabsf")->Path, "From toolchain libraries");
-  ASSERT_NE(p.FindMemItem("arena-of-00000030"), nullptr);
-  EXPECT_EQ(p.FindMemItem("arena-of-00000030")->Size, 32768);
-  EXPECT_TRUE(p.FindMemItem("errno")->IsReplaceable);
-  EXPECT_EQ(p.FindMemItem("errno")->IsAid, 0);
-  EXPECT_EQ(p.libraryFunctionKeys.size(), 61u);  // the globals
-}
-
 TEST(Libraries, AliasesThunksStubsAndDummies) {
   using namespace elftest;
   Image image;
@@ -75,9 +53,7 @@ TEST(Libraries, AliasesThunksStubsAndDummies) {
   TempDir tmp;
   testutil::WriteFile(tmp / "lib.o", image.Build());
   FileParser p;
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(p.AddLibObjectToMaps(tmp / "lib.o"), 0);
-  testing::internal::GetCapturedStdout();
+  testutil::Captured([&] { p.AddLibObjectToMaps(tmp / "lib.o"); });
   // One record per address of a section, held by a global before a local.
   std::string keys;
   for (const auto& entry : p.functionMap) keys += entry.first + " ";
@@ -98,14 +74,17 @@ TEST(Libraries, SourceDefinitionKeepsItsOwnFigures) {
   p.objdumpPath = testutil::ToolchainDir() + "/valdrin-llvm-objdump";
   p.objdumpKind = 2;
   p.outputDir = tmp / "";
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(p.PreProcessLibraries(), 0);
-  // What pass 1 does with a function that the sources define themselves.
-  ASSERT_EQ(p.RemoveFuncItem("vsnprintf"), 1);
-  __func_attr* own = p.CreateFuncAttr("vsnprintf", "vsnprintf");
-  own->Stack = 8;
-  EXPECT_EQ(p.ParseStaticLibs(), 0);
-  testing::internal::GetCapturedStdout();
+  __func_attr* own = nullptr;
+  std::vector<int> results;
+  testutil::Captured([&] {
+    results.push_back(p.PreProcessLibraries());
+    // What pass 1 does with a function that the sources define themselves.
+    results.push_back(p.RemoveFuncItem("vsnprintf"));
+    own = p.CreateFuncAttr("vsnprintf", "vsnprintf");
+    own->Stack = 8;
+    results.push_back(p.ParseStaticLibs());
+  });
+  EXPECT_EQ(results, (std::vector<int>{0, 1, 0}));
   EXPECT_EQ(p.FindFuncItem("vsnprintf"), own);
   EXPECT_EQ(own->Stack, 8);              // not the library's allocframe(#80)
   EXPECT_TRUE(own->callList.empty());    // nor its calls
@@ -124,8 +103,9 @@ TEST(FilterFunctions, ObjectFunctionsAndArchitecture) {
   EXPECT_TRUE(p.functionMap.empty());
   EXPECT_EQ(p.AddFilterFunctions(DataPath("toolchain/commands.txt")), -1);
 
-  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/opt/valdrin/lib/v62/libc.a"), "v62");
-  EXPECT_EQ(FileParser::getArchitectureFromLibPath("C:\\tools\\v60\\libc.a"), "v60");
-  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/opt/valdrin/lib/libc.a"), "");
-  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/libc.a"), "");
+  EXPECT_EQ(FileParser::getArchitectureFromLibPath("/opt/valdrin/lib/v62/libc.a") +
+                FileParser::getArchitectureFromLibPath("C:\\tools\\v60\\libc.a") +
+                FileParser::getArchitectureFromLibPath("/opt/valdrin/lib/libc.a") +
+                FileParser::getArchitectureFromLibPath("/libc.a"),
+            "v62v60");
 }

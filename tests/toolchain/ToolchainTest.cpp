@@ -50,31 +50,23 @@ TEST(Toolchain, DetectToolsOrderAndMissingLine) {
   EXPECT_EQ(Detect(p, tmp / "p2", tmp / "empty"), 0);
   EXPECT_EQ(p.linkerPath, tmp / "p2/valdrin-link");
 
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(Detect(p, tmp / "p1", tmp / "empty"), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "40: Could not find valdrin-ld or valdrin-link. \n");
+  int rc = 0;
+  EXPECT_EQ(testutil::Captured([&] { rc = Detect(p, tmp / "p1", tmp / "empty"); }),
+            "40: Could not find valdrin-ld or valdrin-link. \n");
+  EXPECT_EQ(rc, -1);
   EXPECT_EQ(p.linkerPath + "|" + p.objdumpPath, "|" + tmp / "p1/valdrin-objdump");  // earlier finds cleared
   EXPECT_EQ(p.objdumpKind, 1);
-
-  FileParser q;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(Detect(q, tmp / "empty", tmp / "empty"), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Could not find valdrin-gcc or valdrin-clang. Could not find valdrin-ld or valdrin-link. "
-            "Could not find valdrin-objdump or valdrin-llvm-objdump.\n");
-  EXPECT_EQ(q.objdumpKind, 0);
 }
 
 TEST(Toolchain, RunToolDropsTheLastByte) {
   FileParser p;
-  EXPECT_EQ(p.RunTool("printf x"), "");
-  EXPECT_EQ(p.RunTool("printf 'a\\n'"), "a");
-  EXPECT_EQ(p.RunTool("printf 'ab'"), "a");
-  EXPECT_EQ(p.RunTool("printf 'one\\ntwo\\n'; exit 3"), "one\ntwo");
-  EXPECT_EQ(p.RunTool("printf 'ab\\0cd\\n'"), "ab");
-  EXPECT_EQ(p.RunTool("no-such-command-valdrin 2>/dev/null"), "");
-  // At most 2047 attempts, all bytes here: the last two are cut.
-  EXPECT_EQ(p.RunTool("head -c 3000 /dev/zero | tr '\\0' a"), std::string(2045, 'a'));
+  for (const auto& [command, answer] : std::vector<std::pair<std::string, std::string>>{
+           {"printf x", ""}, {"printf 'a\\n'", "a"}, {"printf 'ab'", "a"}, {"printf 'one\\ntwo\\n'; exit 3", "one\ntwo"},
+           {"printf 'ab\\0cd\\n'", "ab"}, {"no-such-command-valdrin 2>/dev/null", ""},
+           // At most 2047 attempts, all bytes here: the last two are cut.
+           {"head -c 3000 /dev/zero | tr '\\0' a", std::string(2045, 'a')}}) {
+    EXPECT_EQ(p.RunTool(command), answer) << command;
+  }
 }
 
 TEST(Toolchain, RunObjDumpCountsOnlySignalsAsFailure) {
@@ -107,39 +99,66 @@ TEST(Toolchain, RunObjDumpCountsOnlySignalsAsFailure) {
   EXPECT_EQ(ReadFile(tmp / "empty.dis"), "");
 }
 
-TEST(Toolchain, CreateDisassemblyFileMessages) {
+// A disassembler killed by a signal fails an image run; the library stage
+// sees the failure only in the listing it then reads.
+TEST(Toolchain, CreateDisassemblyFileFailure) {
   TempDir tmp;
   FileParser p;
-  p.guiMode = true;
   p.outputDir = tmp.path() + "/";
   p.objdumpPath = tmp / "objdump";
-  MakeTool(p.objdumpPath, "echo \"$2\"");
-  std::string dis = "unset";
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(p.CreateDisassemblyFile("some/dir/prog.elf", dis), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "36: Calling disassembler(" + p.objdumpPath + ") ...\n21: Creating disassembly file " + tmp.path() +
-                "/prog.elf.dis from some/dir/prog.elf\n21: Please wait ... This could take several minutes "
-                "with a large elf file.\n37: disassember(" + p.objdumpPath + ") complete.\n");
-  EXPECT_EQ(dis, tmp / "prog.elf.dis");
-  EXPECT_EQ(ReadFile(dis), "some/dir/prog.elf\n");
-
   MakeTool(p.objdumpPath, "kill -9 $$");
   const std::string error = "Error executing disassembler(" + p.objdumpPath + ")\n\nError: disassembler(" +
                             p.objdumpPath + ") exited with status 9.\n\n";
-  dis = "unset";
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(p.CreateDisassemblyFile("prog.elf", dis), -1);
-  std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(out.substr(out.find("10: ")), "10: " + error);
-  EXPECT_EQ(dis, "unset");
-
+  std::string dis = "unset";
   __LibAttr lib{"", "", tmp / "W.o.dis", tmp / "W.o"};
-  p.guiMode = false;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(p.CreateDisassemblyFile(lib), 0);  // the caller sees the failure in the listing only
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Creating disassembly file " + lib.disPath + " from " + lib.objPath + "\n" + error);
+  std::vector<int> results;
+  const std::string out = testutil::Captured([&] {
+    results = {p.CreateDisassemblyFile("prog.elf", dis), p.CreateDisassemblyFile(lib)};
+  });
+  EXPECT_EQ(results, (std::vector<int>{-1, 0}));
+  EXPECT_EQ(dis, "unset");
+  EXPECT_TRUE(out.ends_with(error + "Creating disassembly file " + lib.disPath + " from " + lib.objPath + "\n" + error))
+      << out;
+}
+
+// The example toolchain replays the recorded listing and runs the README
+// example; the analyser runs with a toolchain on PATH and stops without it.
+// A recorded listing as printed for `file`: only its second line names the input.
+std::string ListingFor(const std::string& recorded, const std::string& file) {
+  std::string text = ReadFile(recorded);
+  return "\n" + file + ":\tfile format elf32-valdrin" + text.substr(text.find('\n', 1));
+}
+
+TEST(StandinToolchain, ExampleToolchainRunsTheReadmeExample) {
+  TempDir tmp;
+  const std::string root = SOURCE_ROOT;
+  FileParser p;  // the image disassembly of an --elffile run
+  p.outputDir = tmp.path() + "/";
+  p.objdumpPath = root + "/example/toolchain/valdrin-llvm-objdump";
+  const std::string image = root + "/example/ctrl_loop/ctrl_loop.elf";
+  std::string dis;
+  testutil::Captured([&] { p.CreateDisassemblyFile(image, dis); });
+  EXPECT_EQ(ReadFile(dis), ListingFor(testutil::DataPath("samples/ctrl_loop/ctrl_loop.elf.dis"), image));
+  auto run = testutil::RunCommand("PATH=\"$PWD/example/toolchain:/usr/bin:/bin\" " + testutil::AnalyserBinary() +
+                            " --folder example/ctrl_loop/asm --outdir " + tmp.path(),
+                        root);
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_NE(run.out.find("Backend Processing Complete"), std::string::npos) << run.out;
+}
+
+TEST(StandinToolchain, AnalyserNeedsTheToolchain) {
+  TempDir tmp;
+  testutil::WriteFile(tmp / "tree/leaf.s", "\t.text\n\t.globl\tleaf\n\t.type\tleaf,@function\nleaf:\n\t{\n\t\tjumpr r31\n\t}\n");
+  const std::vector<std::string> args = {"--folder", tmp / "tree", "--outdir", tmp.path()};
+  auto with = testutil::RunAnalyser(args, tmp.path());
+  EXPECT_EQ(with.status, 0) << with.out;
+  EXPECT_EQ(with.out.find("Could not find"), std::string::npos);
+  EXPECT_NE(with.out.find("Backend Processing Complete"), std::string::npos);
+  auto without = testutil::RunAnalyser(args, tmp.path(), false);
+  EXPECT_EQ(without.status, 255);
+  EXPECT_EQ(without.out,
+            "Could not find valdrin-gcc or valdrin-clang. Could not find valdrin-ld or valdrin-link. "
+            "Could not find valdrin-objdump or valdrin-llvm-objdump.\nProgram aborted on error\n");
 }
 
 }  // namespace

@@ -1,0 +1,154 @@
+// Record keys and call lists, where warnings are stored, aliases, the preset
+// function table, the user-defined root file and message lines.
+#include <gtest/gtest.h>
+
+#include "TestUtil.h"
+#include "reports/ReportTestUtil.h"
+#include "source/FileParser.h"
+
+namespace {
+
+TEST(Records, LocalKeysHexAndDemangledNames) {
+  for (const auto& [path, key] : std::vector<std::pair<std::string, std::string>>{
+           {"src/bar.c", "foo-of-bar.s"}, {"lib\\baz.S", "foo-of-baz.s"}, {"dir/sub/file.cpp", "foo-of-file.s"},
+           {"x.cfg.c", "foo-of-x.s"}, {"/abs/path/main.s", "foo-of-main.s"}}) {
+    EXPECT_EQ(AssemblyData::GetLocalName("foo", path), key) << path;
+  }
+  EXPECT_EQ(AssemblyData::GetLocalName("foo", 0x1a2cu), "foo-of-00001a2c");
+  EXPECT_EQ(AssemblyData::GetHexString(0xFFFFFFFFu), "ffffffff");
+  EXPECT_EQ(AssemblyData::Demangle("_ZNK3geo5ShapeltERKS0_"), "geo::Shape::operator<(geo::Shape const&) const");
+  EXPECT_EQ(AssemblyData::Demangle("main"), "main");
+  EXPECT_EQ(AssemblyData::Demangle("_Zbogus"), "_Zbogus");
+}
+
+TEST(Records, CallListsKeepFirstOrderWithoutDuplicates) {
+  AssemblyData db;
+  __func_attr* f = db.CreateFuncAttr("f", "f");
+  EXPECT_EQ(db.InsertCallListItem(nullptr, "x"), -1);
+  // Enough callees to pass the point where the list gets its hash index.
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 40; i > 0; --i) EXPECT_EQ(db.InsertCallListItem(f, "c" + std::to_string(i)), 0);
+  }
+  ASSERT_EQ(f->callList.size(), 40u);
+  int expected = 40;
+  for (const std::string& callee : f->callList) EXPECT_EQ(callee, "c" + std::to_string(expected--));
+}
+
+// A warning is stored under the static record of its file first, then the
+// function, then the object; unknown names are printed but not stored.
+TEST(Warnings, StoredUnderTheRecordOfTheirFile) {
+  AssemblyData db;
+  db.CreateFuncAttr("dup", "dup");
+  db.CreateFuncAttr("dup-of-b.s", "dup");
+  db.CreateMemAttr("buf-of-a.s", "buf");
+  db.CreateMemAttr("buf", "buf");
+  EXPECT_EQ(testutil::Captured([&] {
+              db.PrintWarning("W %s %s", "dup", "dir/b.s", "41: ", 12, "dup:");
+              db.PrintWarning("W %s %s", "dup", "dir/c.s", "41: ", -1, "");
+              db.PrintWarning("W %s %s", "buf", "x/a.s", "42: ", 0, "x");
+              db.PrintWarning("W %s %s", "buf", "x/z.s", "42: ", -1, "");
+              db.PrintWarning("W %s %s", "nothing", "x/z.s", "42: ", -1, "");
+            }),
+            "W dup dir/b.s\nLine 12: dup:\nW dup dir/c.s\nW buf x/a.s\nLine 0: x\nW buf x/z.s\nW nothing x/z.s\n");
+  ASSERT_EQ(db.warnings.size(), 4u);
+  std::string stored;
+  for (const _Warnings& w : db.warnings) stored += w.Key + "/" + std::to_string(w.Type) + " ";
+  EXPECT_EQ(stored, "dup-of-b.s/0 dup/0 buf-of-a.s/1 buf/1 ");
+  EXPECT_EQ(db.warnings[0].Message, "W dup dir/b.s");  // no code without the front end
+  EXPECT_EQ(db.warnings[0].LineNum, 12);
+  EXPECT_EQ(db.warnings[0].CodeLine, "dup:");
+}
+
+TEST(Aliases, FirstDefinitionWinsAndLocalTargetIsPreferred) {
+  AssemblyData db;
+  __func_attr* global = db.CreateFuncAttr("impl", "impl");
+  __func_attr* local = db.CreateFuncAttr("impl-of-util.s", "impl");
+  db.InsertAliasItem("reset", "impl", 0);
+  db.InsertAliasItem("reset", "other", 0);
+  EXPECT_EQ(db.FindAliasItem("reset")->target, "impl");
+  EXPECT_EQ(db.GetAliasAttribute("reset", "src/util.c"), local);
+  EXPECT_EQ(db.GetAliasAttribute("reset", "src/main.s"), global);
+  EXPECT_EQ(db.GetAliasAttribute("nothing", ""), nullptr);
+  global->CumStack = 40;
+  EXPECT_EQ(reporttest::Written([&](FILE* file) { EXPECT_EQ(db.DumpAliasFuncAttr("reset", file), 0); }),
+            "code;reset;40;1;\n");
+}
+
+TEST(Presets, EmptyUntilBuiltThenFilledIn) {
+  AssemblyData db;
+  __func_attr* printf_ = db.CreateFuncAttr("printf", "printf");
+  EXPECT_EQ(db.IsPresetFunction(printf_), 0);
+  EXPECT_EQ(db.IsPresetFunction(std::string("printf")), nullptr);
+  db.CreatePresetFunctions();
+  printf_->IsAidEntry = true;
+  EXPECT_EQ(db.IsPresetFunction(printf_), 1);
+  EXPECT_TRUE(printf_->Stack == 904 && printf_->IsFound && !printf_->IsAidEntry);
+  __func_attr* abort_ = db.IsPresetFunction(std::string("abort"));
+  ASSERT_NE(abort_, nullptr);
+  EXPECT_EQ(abort_->Stack, 80);
+  EXPECT_EQ(db.FindFuncItem("abort"), abort_);
+  db.AddPresetFunction("printf", 1);  // a later entry of the same name does not shadow the first
+  EXPECT_EQ(db.IsPresetFunction(std::string("printf"))->Stack, 904);
+}
+
+using Entries = std::vector<std::pair<std::string, std::string>>;
+
+TEST(UserRoots, ModulesCommentsAndBlankLines) {
+  testutil::TempDir dir;
+  testutil::WriteFile(dir / "roots.txt", "early\n[AudioThread]\naudio_main\n# only a comment\n   \t\n_Z3fooi\n"
+                                         "[ Interrupts ]  # handlers\n  isr_timer    # timer tick\r\naudio_main\n" +
+                                             std::string(1500, 'x') + "# dropped [x]\nlast");
+  FileParser parser;
+  parser.rootFile = dir / "roots.txt";
+  parser.verbose = true;
+  int rc = -2;
+  EXPECT_EQ(testutil::Captured([&] { rc = parser.ProcessUserDefinedRootFile(); }),
+            "Processing User Defined Root file: " + parser.rootFile + "\n");
+  EXPECT_EQ(rc, 0);
+  // The rest of a line beyond 1023 characters is dropped.
+  EXPECT_EQ(Entries(parser.rootMap.begin(), parser.rootMap.end()),
+            (Entries{{"_Z3fooi", "AudioThread"}, {"audio_main", "AudioThread"}, {"audio_main", "Interrupts"},
+                     {"early", ""}, {"isr_timer", "Interrupts"}, {"last", "Interrupts"},
+                     {std::string(1023, 'x'), "Interrupts"}}));
+  // Roots are matched by their mangled name.
+  EXPECT_EQ(parser.IsUserDefinedRoot(parser.CreateFuncAttr("_Z3fooi", "_Z3fooi")), 1);
+  EXPECT_EQ(parser.IsUserDefinedRoot(parser.CreateFuncAttr("foo(int)", "foo(int)")), 0);
+}
+
+TEST(UserRoots, NoFileAndMissingFile) {
+  FileParser parser;
+  std::vector<int> results;
+  EXPECT_EQ(testutil::Captured([&] {
+              results.push_back(parser.ProcessUserDefinedRootFile());
+              for (const char* path : {"/nonexistent/roots.txt", "/"}) {
+                parser.rootFile = path;
+                results.push_back(parser.ProcessUserDefinedRootFile());
+              }
+            }),
+            "Error: Cannot open User Defined Root file /nonexistent/roots.txt\n"
+            "Error: Cannot open User Defined Root file /\n");
+  EXPECT_EQ(results, (std::vector<int>{0, -1, -1}));
+  EXPECT_TRUE(parser.rootMap.empty());
+}
+
+// Message lines: a plain text is no format, and long texts are not cut.
+TEST(MessageChannel, PlainTextsAndLongTexts) {
+  AssemblyData db;
+  db.guiMode = true;
+  EXPECT_EQ(testutil::Captured([&] {
+              db.PRINT("100%d done", "22: ");
+              db.PRINTIS("Error: Error processing line %d of aid file: %s", 7, "aid.txt", "10: ");
+              db.PRINTD("Pass1 scan time = %.2lf seconds", 3.0, "22: ");
+            }),
+            "22: 100%d done\n10: Error: Error processing line 7 of aid file: aid.txt\n"
+            "22: Pass1 scan time = 3.00 seconds\n");
+  db.guiMode = false;
+  // A trailing newline in the text gives an empty line.
+  EXPECT_EQ(testutil::Captured([&] { db.PRINTS("Error: Cannot open file %s\n", "x.dis", "10: "); }),
+            "Error: Cannot open file x.dis\n\n");
+  const std::string longName(20000, 'n');
+  EXPECT_EQ(testutil::Captured([&] { db.PRINTS("Processing File: %s", longName, "33: "); }),
+            "Processing File: " + longName + "\n");
+}
+
+}  // namespace
