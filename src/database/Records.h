@@ -1,6 +1,7 @@
 // Function and memory records of the analysis database and their call lists.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -108,25 +109,25 @@ class FuncMap {
   bool empty() const { return map_.empty(); }
 
   iterator find(std::string_view key) {
-    auto it = index_.find(key);
-    return it == index_.end() ? map_.end() : it->second;
+    const Slot* slot = Lookup(key, std::hash<std::string_view>{}(key));
+    return slot != nullptr ? slot->entry : map_.end();
   }
   const_iterator find(std::string_view key) const {
-    auto it = index_.find(key);
-    return it == index_.end() ? map_.cend() : const_iterator(it->second);
+    const Slot* slot = Lookup(key, std::hash<std::string_view>{}(key));
+    return slot != nullptr ? const_iterator(slot->entry) : map_.cend();
   }
-  size_t count(std::string_view key) const { return index_.count(key); }
+  size_t count(std::string_view key) const { return find(key) != map_.end() ? 1 : 0; }
 
   std::pair<iterator, bool> try_emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
     auto result = map_.try_emplace(key, std::move(value));
-    if (result.second) index_.emplace(std::string_view(result.first->first), result.first);
+    if (result.second) Index(result.first);
     return result;
   }
   std::pair<iterator, bool> emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
     return try_emplace(key, std::move(value));
   }
   iterator erase(iterator it) {
-    index_.erase(std::string_view(it->first));
+    Unindex(it->first);
     return map_.erase(it);
   }
   size_t erase(std::string_view key) {
@@ -136,14 +137,69 @@ class FuncMap {
     return 1;
   }
   void clear() {
-    index_.clear();
+    slots_.clear();
     map_.clear();
   }
 
  private:
+  // An open-addressed table with linear probing: a lookup touches one slot
+  // (and the map node to confirm the key) instead of a chain of list nodes,
+  // which is what large programs' millions of call lookups wait on.
+  struct Slot {
+    size_t hash = 0;
+    iterator entry{};
+    bool used = false;
+  };
+
+  size_t Mask() const { return slots_.size() - 1; }
+
+  const Slot* Lookup(std::string_view key, size_t hash) const {
+    if (slots_.empty()) return nullptr;
+    for (size_t i = hash & Mask();; i = (i + 1) & Mask()) {
+      const Slot& slot = slots_[i];
+      if (!slot.used) return nullptr;
+      if (slot.hash == hash && slot.entry->first == key) return &slot;
+    }
+  }
+
+  void Place(size_t hash, iterator entry) {
+    size_t i = hash & Mask();
+    while (slots_[i].used) i = (i + 1) & Mask();
+    slots_[i] = Slot{hash, entry, true};
+  }
+
+  void Index(iterator entry) {
+    // Kept at most half full so that probe runs stay short.
+    if ((map_.size()) * 2 > slots_.size()) {
+      std::vector<Slot> old(std::max<size_t>(16, slots_.size() * 2));
+      old.swap(slots_);
+      for (const Slot& slot : old) {
+        if (slot.used) Place(slot.hash, slot.entry);
+      }
+    }
+    Place(std::hash<std::string_view>{}(entry->first), entry);
+  }
+
+  void Unindex(std::string_view key) {
+    const Slot* found = Lookup(key, std::hash<std::string_view>{}(key));
+    if (found == nullptr) return;
+    // Backward-shift deletion: later entries of the run move up so that no
+    // lookup stops early at the hole.
+    size_t hole = static_cast<size_t>(found - slots_.data());
+    for (size_t i = (hole + 1) & Mask(); slots_[i].used; i = (i + 1) & Mask()) {
+      size_t home = slots_[i].hash & Mask();
+      // Move the entry when its home is not cyclically inside (hole, i].
+      bool between = hole <= i ? (hole < home && home <= i) : (hole < home || home <= i);
+      if (!between) {
+        slots_[hole] = slots_[i];
+        hole = i;
+      }
+    }
+    slots_[hole] = Slot{};
+  }
+
   Map map_;
-  // Views of the map's own keys, which never move while their node lives.
-  std::unordered_map<std::string_view, iterator> index_;
+  std::vector<Slot> slots_;
 };
 
 // All other maps compare keys byte-wise; the transparent comparator lets

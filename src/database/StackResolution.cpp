@@ -10,7 +10,6 @@
 #include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -40,26 +39,20 @@ struct MapLookup {
   bool IsFilter(std::string_view name) const { return db.IsFilterFunction(name); }
 };
 
-// Hash indexes over the maps, built once when every function is resolved:
-// a program of a million calls would otherwise spend most of the walk
-// comparing key strings.
+// A hash set of the filter functions, built once when every function is
+// resolved: the filter map is string-compared and asked for every call.
 class IndexLookup {
  public:
-  explicit IndexLookup(const AssemblyData& db) {
-    functions_.reserve(db.functionMap.size());
-    for (const auto& [key, record] : db.functionMap) functions_.emplace(key, record.get());
+  explicit IndexLookup(const AssemblyData& db) : db_(db) {
     for (const auto& [key, record] : db.filterFunctionMap) filters_.insert(key);
   }
-  __func_attr* Function(std::string_view key) const {
-    auto it = functions_.find(key);
-    return it == functions_.end() ? nullptr : it->second;
-  }
+  __func_attr* Function(std::string_view key) const { return db_.FindFuncItem(key); }
   bool IsFilter(std::string_view name) const {
     return !filters_.empty() && filters_.count(name) != 0;
   }
 
  private:
-  std::unordered_map<std::string_view, __func_attr*> functions_;
+  const AssemblyData& db_;
   std::unordered_set<std::string_view> filters_;
 };
 
