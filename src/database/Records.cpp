@@ -138,8 +138,10 @@ std::string AssemblyData::GetLocalName(const std::string& name, const std::strin
 }
 
 std::string AssemblyData::GetHexString(uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%08x", value);
+  // As "%08x"; the listing parser asks for one per call it reads.
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text(8, '0');
+  for (int i = 7; i >= 0; --i, value >>= 4) text[static_cast<size_t>(i)] = kDigits[value & 0xf];
   return text;
 }
 
