@@ -224,6 +224,8 @@ class AssemblyData {
   };
   using PathSteps = std::unordered_map<const __func_attr*, PathStep>;
   int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& steps, uint32_t pathNumber);
+  // The records of one call list, reused from record to record.
+  std::vector<__func_attr*> calleeBuffer_;
 
   std::vector<char> msgBuffer_;
 };

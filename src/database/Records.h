@@ -118,6 +118,35 @@ class FuncMap {
   }
   size_t count(std::string_view key) const { return find(key) != map_.end() ? 1 : 0; }
 
+  // Appends the record of every key (nullptr where there is none) to out.
+  // The lookups run in groups whose memory reads overlap: the walks over
+  // every call of a large program would otherwise wait for each in turn.
+  template <class It>
+  void FindAll(It first, It last, std::vector<__func_attr*>& out) const {
+    constexpr size_t kGroup = 16;
+    size_t hashes[kGroup];
+    const Slot* candidates[kGroup];
+    while (first != last) {
+      const It group = first;
+      size_t n = 0;
+      for (; n < kGroup && first != last; ++first, ++n) {
+        hashes[n] = std::hash<std::string_view>{}(std::string_view(*first));
+        if (!slots_.empty()) __builtin_prefetch(&slots_[hashes[n] & Mask()]);
+      }
+      for (size_t i = 0; i < n; ++i) {
+        candidates[i] = FirstWithHash(hashes[i]);
+        if (candidates[i] != nullptr) __builtin_prefetch(&*candidates[i]->entry);
+      }
+      It key = group;
+      for (size_t i = 0; i < n; ++i, ++key) {
+        const Slot* slot = candidates[i];
+        // Another key with the same hash: the full probe settles it.
+        if (slot != nullptr && slot->entry->first != std::string_view(*key)) slot = Lookup(*key, hashes[i]);
+        out.push_back(slot != nullptr ? slot->entry->second.get() : nullptr);
+      }
+    }
+  }
+
   std::pair<iterator, bool> try_emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
     auto result = map_.try_emplace(key, std::move(value));
     if (result.second) Index(result.first);
@@ -159,6 +188,15 @@ class FuncMap {
       const Slot& slot = slots_[i];
       if (!slot.used) return nullptr;
       if (slot.hash == hash && slot.entry->first == key) return &slot;
+    }
+  }
+
+  const Slot* FirstWithHash(size_t hash) const {
+    if (slots_.empty()) return nullptr;
+    for (size_t i = hash & Mask();; i = (i + 1) & Mask()) {
+      const Slot& slot = slots_[i];
+      if (!slot.used) return nullptr;
+      if (slot.hash == hash) return &slot;
     }
   }
 

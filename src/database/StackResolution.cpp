@@ -20,6 +20,8 @@ namespace {
 struct WalkFrame {
   __func_attr* function;
   std::vector<std::string>::const_iterator next;  // next callee to look at
+  size_t calleeBase;                              // the function's callees in the shared list
+  size_t calleeIndex;                             // record of *next
   __func_attr* callee;                           // callee whose resolution is pending
   int32_t maxCum;
   int32_t maxUser;
@@ -35,7 +37,9 @@ int32_t WrappingAdd(int32_t a, int32_t b) {
 // Lookups through the database's own maps, for a single resolution.
 struct MapLookup {
   const AssemblyData& db;
-  __func_attr* Function(std::string_view key) const { return db.FindFuncItem(key); }
+  void Functions(const CallList& calls, std::vector<__func_attr*>& out) const {
+    db.functionMap.FindAll(calls.begin(), calls.end(), out);
+  }
   bool IsFilter(std::string_view name) const { return db.IsFilterFunction(name); }
 };
 
@@ -46,7 +50,9 @@ class IndexLookup {
   explicit IndexLookup(const AssemblyData& db) : db_(db) {
     for (const auto& [key, record] : db.filterFunctionMap) filters_.insert(key);
   }
-  __func_attr* Function(std::string_view key) const { return db_.FindFuncItem(key); }
+  void Functions(const CallList& calls, std::vector<__func_attr*>& out) const {
+    db_.functionMap.FindAll(calls.begin(), calls.end(), out);
+  }
   bool IsFilter(std::string_view name) const {
     return !filters_.empty() && filters_.count(name) != 0;
   }
@@ -104,13 +110,21 @@ void Combine(WalkFrame& frame, int calleeResult) {
 }
 
 template <class Lookup>
-int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain) {
+int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain,
+         std::vector<__func_attr*>& callees) {
   bool rootIsFilter = false;
   int result = Enter(db, lookup, root, rootIsFilter);
   if (result >= 0) return result;
 
+  // Each function's callees are looked up together when its frame opens.
+  auto open = [&](__func_attr* f, bool isFilter) {
+    const size_t base = callees.size();
+    lookup.Functions(f->callList, callees);
+    chain.push_back({f, f->callList.begin(), base, base, nullptr, 0, 0, isFilter, false});
+  };
   chain.clear();
-  chain.push_back({root, root->callList.begin(), nullptr, 0, 0, rootIsFilter, false});
+  callees.clear();
+  open(root, rootIsFilter);
   while (!chain.empty()) {
     WalkFrame& frame = chain.back();
     if (frame.callee != nullptr) Combine(frame, result);
@@ -121,7 +135,7 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
     while (frame.next != f->callList.end()) {
       const std::string& name = *frame.next;
       ++frame.next;
-      __func_attr* callee = lookup.Function(name);
+      __func_attr* callee = callees[frame.calleeIndex++];
       // Inside a filter function every callee counts toward the user share.
       bool calleeIsFilter = !frame.isFilter && lookup.IsFilter(name);
       if (callee == nullptr) {
@@ -139,8 +153,7 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
     }
     if (descendInto != nullptr) {
       // push_back may move the frames; frame is not used after this.
-      chain.push_back({descendInto, descendInto->callList.begin(), nullptr, 0, 0, descendIsFilter,
-                       false});
+      open(descendInto, descendIsFilter);
       continue;
     }
 
@@ -152,6 +165,7 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
       f->Recursion = 1;
       result = 0;
     }
+    callees.resize(frame.calleeBase);
     chain.pop_back();
   }
   return result;
@@ -184,7 +198,8 @@ int AssemblyData::CopyFuncItemsToSizeMap() {
 int AssemblyData::CheckRecursionAndStack(__func_attr* record) {
   if (record == nullptr) return 0;
   std::vector<WalkFrame> chain;
-  return Walk(*this, MapLookup{*this}, record, chain);
+  std::vector<__func_attr*> callees;
+  return Walk(*this, MapLookup{*this}, record, chain, callees);
 }
 
 int AssemblyData::ResolveCumulativeStackUse() {
@@ -192,7 +207,8 @@ int AssemblyData::ResolveCumulativeStackUse() {
   // the recursion warning names.
   IndexLookup lookup(*this);
   std::vector<WalkFrame> chain;
-  for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain);
+  std::vector<__func_attr*> callees;
+  for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain, callees);
   return 0;
 }
 

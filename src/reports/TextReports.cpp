@@ -85,8 +85,9 @@ int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
     out.Put("           Calls: Called function         Cumulative Stack, Branch Type\n");
     // Every row shows the caller's branch type: the column says how complete
     // the tree below this function is, not below each callee.
-    for (const std::string& name : record->callList) {
-      const __func_attr* callee = FindFuncItem(name);
+    calleeBuffer_.clear();
+    functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeBuffer_);
+    for (const __func_attr* callee : calleeBuffer_) {
       if (callee == nullptr) continue;
       out.Put("                  ").Left(callee->Name, 35).Put(' ').Int(callee->CumStack, 4);
       out.Put(", ").Put(branch).Put('\n');
@@ -124,8 +125,9 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
     out.Put(" bytes, ").Put(current->UName).Put('\n');
     if (fresh) {
       int64_t bestValue = -1;
-      for (const std::string& name : current->callList) {
-        const __func_attr* callee = FindFuncItem(name);
+      calleeBuffer_.clear();
+      functionMap.FindAll(current->callList.begin(), current->callList.end(), calleeBuffer_);
+      for (const __func_attr* callee : calleeBuffer_) {
         if (callee == nullptr) {
           // An unknown callee ends the choice: those after it are not seen.
           step.unknownCallee = true;
