@@ -92,6 +92,26 @@ void WriteFile(const std::string& path, const std::string& content) {
   out << content;
 }
 
+void MakeTool(const std::string& path, const std::string& body) {
+  WriteFile(path, "#!/usr/bin/env bash\n" + body + "\n");
+  fs::permissions(path, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                            fs::perms::others_read | fs::perms::others_exec);
+}
+
+FixtureRun::FixtureRun(const std::string& fixture, const std::vector<std::string>& extra)
+    : tree(tmp / "tree"), out(tmp / "out") {
+  Copy(DataPath("e2e/" + fixture), tree);
+  MakeDirs(out);
+  std::vector<std::string> args = {"--folder", tree, "--outdir", out};
+  args.insert(args.end(), extra.begin(), extra.end());
+  result = RunAnalyserIsolated(args, tmp);
+}
+std::string FixtureRun::Report(const std::string& name) const { return ReadFile(out + "/" + name); }
+std::string FixtureRun::Canonical(const std::string& file) const { return fs::canonical(tree).string() + "/" + file; }
+
+std::string CurrentDir() { return fs::current_path().string(); }
+void ChangeDir(const std::string& dir) { fs::current_path(dir); }
+
 bool FileExists(const std::string& path) { return fs::exists(path); }
 
 void MakeDirs(const std::string& path) { fs::create_directories(path); }

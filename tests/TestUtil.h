@@ -41,8 +41,22 @@ RunResult RunAnalyserIsolated(const std::vector<std::string>& args, const TempDi
 // Runs any command line through the shell and captures its output.
 RunResult RunCommand(const std::string& command, const std::string& cwd = "");
 
+// A folder run of the analyser, isolated as above, over a copy of the
+// fixture tests/data/e2e/<fixture>, with reports written to <tmp>/out.
+struct FixtureRun {
+  TempDir tmp;
+  std::string tree, out;
+  RunResult result;
+  explicit FixtureRun(const std::string& fixture, const std::vector<std::string>& extra = {});
+  std::string Report(const std::string& name) const;
+  // The canonical path of a file of the copied fixture, as messages name it.
+  std::string Canonical(const std::string& file) const;
+};
+
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
+// Writes an executable bash script.
+void MakeTool(const std::string& path, const std::string& body);
 bool FileExists(const std::string& path);
 void MakeDirs(const std::string& path);
 // Copies a file or a folder tree.
@@ -61,7 +75,25 @@ std::string Captured(Step&& step) {
   return testing::internal::GetCapturedStdout();
 }
 
+std::string CurrentDir();
+void ChangeDir(const std::string& dir);
+// Runs the step in another working directory and comes back.
+template <class Step>
+void InDir(const std::string& dir, Step&& step) {
+  const std::string saved = CurrentDir();
+  ChangeDir(dir);
+  step();
+  ChangeDir(saved);
+}
+
 // The lines of a text, without their newlines.
 std::vector<std::string> Lines(const std::string& text);
+inline bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// The call list of a function record (none for no record).
+template <class Record>
+std::vector<std::string> Calls(const Record* record) {
+  return record ? std::vector<std::string>(record->callList.begin(), record->callList.end()) : std::vector<std::string>{};
+}
 
 }  // namespace testutil

@@ -22,10 +22,9 @@ TEST(ElfMaps, ImageModeRecords) {
   EXPECT_EQ(db.functionMap.size() + db.memoryMap.size(), 53u + 13u);
   // Locals are keyed by address, so the two log_line do not collide.
   const __func_attr* log = db.FindFuncItem("log_line-of-00020d20");
-  ASSERT_NE(log, nullptr);
-  EXPECT_TRUE(log->Name == "log_line" && log->Path == "main.c" && log->CodeSize == 48 && log->Scope == Local);
   const __mem_attr* setpoints = db.FindMemItem("setpoints-of-00023208");
-  ASSERT_NE(setpoints, nullptr);
+  ASSERT_TRUE(log && setpoints);
+  EXPECT_TRUE(log->Name == "log_line" && log->Path == "main.c" && log->CodeSize == 48 && log->Scope == Local);
   EXPECT_TRUE(setpoints->Size == 20 && setpoints->Scope == Local && setpoints->Path == "main.c" && setpoints->IsFound);
   db.CleanMaps();
   EXPECT_FALSE(db.elfMapsInUse || db.sdaBaseFound || db.elfReader || db.sdaBase);
@@ -44,22 +43,20 @@ TEST(ElfMaps, FolderModeAndCrossCheck) {
   EXPECT_STREQ(db.FindElfFuncItem("log_line")->file, "calc.c");  // the first by address
   EXPECT_EQ(db.InsertElfFuncItem("nameless", fcn_symbols{}), -1);
 
+  // Only found functions and plain objects missing from the image are
+  // reported; aid and library records, and compiler symbols, are not.
   for (const char* name : {"main", "ghost", "only_called", "aid_fn", "lib_fn"}) {
     db.CreateFuncAttr(name, name)->IsFound = std::string(name) != "only_called";
   }
   db.CreateFuncAttr("log_line-of-main.s", "log_line")->IsFound = true;
-  db.FindFuncItem("aid_fn")->IsAidEntry = true;
-  db.FindFuncItem("lib_fn")->IsReplaceable = true;
+  db.FindFuncItem("aid_fn")->IsAidEntry = db.FindFuncItem("lib_fn")->IsReplaceable = true;
   __mem_attr* setpoints = db.CreateMemAttr("setpoints-of-main.s", "setpoints");
   EXPECT_EQ(setpoints->IsFound, 0);  // folder mode keys the map by plain name
-  for (const char* name : {"__init_array_start", ".L.str.3", "TAB_CONST_1", "lost", "aid_obj"}) {
-    db.CreateMemAttr(name, name);
-  }
+  for (const char* name : {"__init_array_start", ".L.str.3", "TAB_CONST_1", "lost", "aid_obj"}) db.CreateMemAttr(name, name);
   db.FindMemItem("aid_obj")->IsAid = 1;
   EXPECT_EQ(testutil::Captured([&] { db.CrossCheck(); }),
             "13: Could not find function ghost\n\n13: Could not find memory lost\n\n");
-  EXPECT_EQ(setpoints->IsFound, 1);
-  EXPECT_EQ(db.FindMemItem("__init_array_start")->IsFound, 1);
+  EXPECT_TRUE(setpoints->IsFound == 1 && db.FindMemItem("__init_array_start")->IsFound == 1);
   EXPECT_EQ(db.functionMap.size(), 6u);  // nothing removed
 }
 
@@ -69,8 +66,7 @@ TEST(ElfMaps, FailuresAndImagesWithoutSmallDataBase) {
   AssemblyData db;
   Image image;
   image.sections = {{".text", kProgBits, 0x100, std::string(64, '\0')}};
-  image.symbols = {{"weak_fn", 0x100, 8, kFunc, kWeak},
-                   {"unique_fn", 0x110, 8, kFunc, 10},  // an OS-specific binding
+  image.symbols = {{"weak_fn", 0x100, 8, kFunc, kWeak}, {"unique_fn", 0x110, 8, kFunc, 10},  // an OS-specific binding
                    {"obj", 0x120, 4, kObject, kWeak}};
   testutil::WriteFile(dir / "small.elf", image.Build());
   image.withSymtab = false;
@@ -94,9 +90,8 @@ TEST(ElfMaps, FailuresAndImagesWithoutSmallDataBase) {
   EXPECT_FALSE(inUse || db.sdaBaseFound);
   EXPECT_EQ(db.elfFuncMap.size(), 2u);  // the earlier image's symbols are gone
   ASSERT_EQ(db.BuildMapsFromElfData(), 0);
-  EXPECT_EQ(db.FindFuncItem("weak_fn")->Scope, Weak);
-  EXPECT_EQ(db.FindFuncItem("unique_fn")->Scope, Global);
-  EXPECT_EQ(db.FindMemItem("obj")->Scope, Weak);
+  EXPECT_EQ(std::vector<int>({db.FindFuncItem("weak_fn")->Scope, db.FindFuncItem("unique_fn")->Scope, db.FindMemItem("obj")->Scope}),
+            std::vector<int>({Weak, Global, Weak}));
 }
 
 TEST(ElfMaps, CorruptImageStopsTheRun) {

@@ -13,8 +13,7 @@ namespace {
 __func_attr* Fn(AssemblyData& db, const std::string& name, int32_t stack,
                 std::initializer_list<const char*> calls = {}) {
   __func_attr* f = db.CreateFuncAttr(name, name);
-  f->Stack = stack;
-  f->IsFound = true;
+  f->Stack = stack, f->IsFound = true;
   for (const char* call : calls) db.InsertCallListItem(f, call);
   return f;
 }
@@ -57,8 +56,7 @@ TEST(StackResolution, SumsAlongTheDeepestCallee) {
   // Equal cumulative stacks come out of the size map in key order.
   std::vector<std::string> order;
   for (const auto& [stack, f] : db.sizeMap) order.push_back(f->Key);
-  EXPECT_EQ(order, (std::vector<std::string>{"user", "flt", "main", "b", "a", "c", "leaf",
-                                             "caller", "ext", "huge"}));
+  EXPECT_EQ(order, (std::vector<std::string>{"user", "flt", "main", "b", "a", "c", "leaf", "caller", "ext", "huge"}));
 }
 
 TEST(StackResolution, RecursionIsMarkedUpwardsEvenWithoutWarnings) {

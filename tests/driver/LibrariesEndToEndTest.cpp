@@ -9,7 +9,6 @@ using namespace testutil;
 
 namespace {
 
-bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 std::string Sample(const std::string& path) { return DataPath("samples/" + path); }
 
 // The <node> of the XML function list with this key.

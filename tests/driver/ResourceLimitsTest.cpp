@@ -5,10 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <functional>
-
-#include "TestUtil.h"
-#include "source/FileParser.h"
+#include "source/PassTestUtil.h"
 
 using namespace testutil;
 
@@ -16,14 +13,6 @@ namespace {
 
 const std::string kFunctionF = "\t.text\n\t.file\t\"a.c\"\n\t.globl\tf\n\t.type\tf,@function\nf:\n\tallocframe(#8)\n";
 const std::string kFunctionG = "\t.globl\tg\n\t.type\tg,@function\ng:\n\tallocframe(#8)\n";
-
-// Runs the step with its messages captured (failures inside it are
-// captured too: keep assertions outside).
-std::string Quiet(const std::function<void()>& run) {
-  testing::internal::CaptureStdout();
-  run();
-  return testing::internal::GetCapturedStdout();
-}
 
 TEST(ResourceLimits, EndlessLinesInEveryReader) {
   TempDir tmp;
@@ -34,7 +23,7 @@ TEST(ResourceLimits, EndlessLinesInEveryReader) {
   FileParser source;
   source.sourceFolders = {tmp / "tree"};
   int sourceResult = -2;
-  Quiet([&] { sourceResult = source.ProcessSourceDirectories(); });
+  Captured([&] { sourceResult = source.ProcessSourceDirectories(); });
   EXPECT_EQ(sourceResult, 0);
   ASSERT_NE(source.FindFuncItem("f"), nullptr);
   EXPECT_EQ(source.FindFuncItem("f")->Stack, 16);
@@ -45,7 +34,7 @@ TEST(ResourceLimits, EndlessLinesInEveryReader) {
   WriteFile(tmp / "aid.txt", "code;a;8;1;\n//" + endless + "\ncode;b;8;1;\n");
   FileParser aid;
   int aidResult = -2;
-  Quiet([&] { aidResult = aid.ProcessAidFile(tmp / "aid.txt"); });
+  Captured([&] { aidResult = aid.ProcessAidFile(tmp / "aid.txt"); });
   EXPECT_EQ(aidResult, 0);
   EXPECT_NE(aid.FindFuncItem("a"), nullptr);
   EXPECT_EQ(aid.FindFuncItem("b"), nullptr);
@@ -54,25 +43,18 @@ TEST(ResourceLimits, EndlessLinesInEveryReader) {
   WriteFile(tmp / "roots.txt", "main\n" + endless + "\nisr\n");
   FileParser roots;
   roots.rootFile = tmp / "roots.txt";
-  Quiet([&] { roots.ProcessUserDefinedRootFile(); });
+  Captured([&] { roots.ProcessUserDefinedRootFile(); });
   EXPECT_EQ(roots.rootMap.size(), 3u);
   EXPECT_EQ(roots.rootMap.count("isr"), 1u);
 
   // Listing: the line is cut and the parse goes on with the next function.
   FileParser image;
-  image.elfMode = true;
-  image.objdumpKind = 2;
+  passtest::LoadImage(image, DataPath("samples/ctrl_loop/ctrl_loop.elf"));
   WriteFile(tmp / "x.dis", "00020080 <factorial>:\n" + endless +
                                "\n000200d0 <calc_eval>:\n   200d0:\t00 c0 00 5a\t5a00c000 { \tcall 0x20080 } \n");
-  Quiet([&] {
-    image.ReadElfIntoElfMaps(DataPath("samples/ctrl_loop/ctrl_loop.elf"), 1);
-    image.BuildMapsFromElfData();
-    image.ParseDisassembledElfFile(tmp / "x.dis");
-  });
-  const __func_attr* calcEval = image.FindFuncItem("calc_eval");
-  ASSERT_NE(calcEval, nullptr);
-  EXPECT_EQ(std::vector<std::string>(calcEval->callList.begin(), calcEval->callList.end()),
-            std::vector<std::string>{"factorial"});
+  Captured([&] { image.ParseDisassembledElfFile(tmp / "x.dis"); });
+  ASSERT_NE(image.FindFuncItem("calc_eval"), nullptr);
+  EXPECT_EQ(Calls(image.FindFuncItem("calc_eval")), std::vector<std::string>{"factorial"});
 }
 
 TEST(ResourceLimits, FilesOfNulBytes) {
@@ -83,14 +65,13 @@ TEST(ResourceLimits, FilesOfNulBytes) {
   FileParser p;
   p.sourceFolders = {tmp / "tree"};
   std::vector<int> results;
-  std::string out = Quiet([&] {
+  std::string out = Captured([&] {
     results = {p.ProcessSourceDirectories(), p.ProcessAidFile(tmp / "zero.bin"),
                p.ReadElfIntoElfMaps(tmp / "zero.bin", 1), p.ParseDisassembledElfFile(tmp / "zero.bin")};
   });
   EXPECT_EQ(results, (std::vector<int>{0, 0, -1, 0}));
-  EXPECT_TRUE(p.functionMap.empty());
-  EXPECT_TRUE(p.memoryMap.empty());
-  EXPECT_NE(out.find("Error: Could not read ELF file: " + tmp / "zero.bin\n"), std::string::npos);
+  EXPECT_TRUE(p.functionMap.empty() && p.memoryMap.empty());
+  EXPECT_TRUE(Has(out, "Error: Could not read ELF file: " + tmp / "zero.bin\n"));
 }
 
 TEST(ResourceLimits, ManyFilesAndALongListing) {
@@ -104,7 +85,7 @@ TEST(ResourceLimits, ManyFilesAndALongListing) {
   }
   FileParser p;
   p.sourceFolders = {tmp / "tree"};
-  Quiet([&] { p.ProcessSourceDirectories(); });
+  Captured([&] { p.ProcessSourceDirectories(); });
   EXPECT_EQ(p.functionMap.size(), static_cast<size_t>(kFiles));
 
   // Two hundred thousand listing lines in one function.
@@ -114,13 +95,8 @@ TEST(ResourceLimits, ManyFilesAndALongListing) {
   for (int i = 0; i < 200000; ++i) body += line;
   WriteFile(tmp / "long.dis", body + "   20088:\t00 c0 00 5a\t5a00c000 { \tcall 0x200d0 } \n");
   FileParser image;
-  image.elfMode = true;
-  image.objdumpKind = 2;
-  Quiet([&] {
-    image.ReadElfIntoElfMaps(DataPath("samples/ctrl_loop/ctrl_loop.elf"), 1);
-    image.BuildMapsFromElfData();
-    image.ParseDisassembledElfFile(tmp / "long.dis");
-  });
+  passtest::LoadImage(image, DataPath("samples/ctrl_loop/ctrl_loop.elf"));
+  Captured([&] { image.ParseDisassembledElfFile(tmp / "long.dis"); });
   EXPECT_EQ(image.lineCount, 200002);
   EXPECT_EQ(image.FindFuncItem("factorial")->callList.size(), 1u);
 }
@@ -131,9 +107,8 @@ TEST(ResourceLimits, AReportThatCannotBeOpenedLeavesTheOthers) {
   MakeDirs(tmp / "out/VA_FunctionsByName.txt");  // a folder where the file should be
   auto run = RunAnalyserIsolated({"--folder", tmp / "tree", "--outdir", tmp / "out"}, tmp);
   EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_NE(run.out.find("Error: Unable to open file " + tmp / "out/VA_FunctionsByName.txt for output.\n"),
-            std::string::npos);
-  EXPECT_NE(ReadFile(tmp / "out/VA_FunctionStackSizes.csv").find("\"main\",152,Recursive\n"), std::string::npos);
+  EXPECT_TRUE(Has(run.out, "Error: Unable to open file " + tmp / "out/VA_FunctionsByName.txt for output.\n"));
+  EXPECT_TRUE(Has(ReadFile(tmp / "out/VA_FunctionStackSizes.csv"), "\"main\",152,Recursive\n"));
   EXPECT_EQ(ReadFile(tmp / "out/VA_UnknownFunctions.txt"), "ext_func\n");
   EXPECT_FALSE(ReadFile(tmp / "out/VA_WorstCaseCallPaths.txt").empty());
 
@@ -142,8 +117,7 @@ TEST(ResourceLimits, AReportThatCannotBeOpenedLeavesTheOthers) {
     chmod((tmp / "locked").c_str(), 0500);
     auto locked = RunAnalyserIsolated({"--folder", tmp / "tree", "--outdir", tmp / "locked"}, tmp);
     EXPECT_EQ(locked.status, 0);
-    EXPECT_NE(locked.out.find("Error: Unable to open file " + tmp / "locked/VA_UnknownFunctions.txt for output.\n"),
-              std::string::npos);
+    EXPECT_TRUE(Has(locked.out, "Error: Unable to open file " + tmp / "locked/VA_UnknownFunctions.txt for output.\n"));
   }
 }
 

@@ -4,8 +4,6 @@
 // worked out by hand from the analysis rules.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "TestUtil.h"
 
 using namespace testutil;
@@ -14,24 +12,8 @@ namespace {
 
 // Runs the analyser on the fixture, isolated from the shipped libraries and
 // aid figures.
-struct SourceRun {
-  TempDir tmp;
-  std::string tree;
-  std::string out;
-  RunResult result;
-  explicit SourceRun(const std::vector<std::string>& extra = {}) {
-    tree = tmp / "tree";
-    Copy(DataPath("e2e/source_basic"), tree);
-    out = tmp / "out";
-    MakeDirs(out);
-    std::vector<std::string> args = {"--folder", tree, "--outdir", out};
-    args.insert(args.end(), extra.begin(), extra.end());
-    result = RunAnalyserIsolated(args, tmp);
-  }
-  std::string Report(const std::string& name) const { return ReadFile(out + "/" + name); }
-  std::string Canonical(const std::string& name) const {
-    return std::filesystem::canonical(tree).string() + "/" + name;
-  }
+struct SourceRun : FixtureRun {
+  explicit SourceRun(const std::vector<std::string>& extra = {}) : FixtureRun("source_basic", extra) {}
 };
 
 TEST(SourceAnalysisEndToEnd, FourTextReports) {
@@ -129,26 +111,21 @@ Cumulative Stack: 0 bytes
             "\tTotal  152 bytes, local   24 bytes, main\n"
             "\tTotal  128 bytes, local  112 bytes, compute\n"
             "\tTotal   16 bytes, local   16 bytes, fact\n"
-            "\tRecursive call to fact\n"
-            "\n"
+            "\tRecursive call to fact\n\n"
             "Call path for compute\n"
             "\tTotal  128 bytes, local  112 bytes, compute\n"
             "\tTotal   16 bytes, local   16 bytes, fact\n"
-            "\tRecursive call to fact\n"
-            "\n"
+            "\tRecursive call to fact\n\n"
             "Call path for helper\n"
             "\tTotal   48 bytes, local   48 bytes, helper\n"
             "\tTotal    0 bytes, local    0 bytes, tail_target\n"
-            "\tTotal    0 bytes, local    0 bytes, on_event\n"
-            "\n"
+            "\tTotal    0 bytes, local    0 bytes, on_event\n\n"
             "Call path for fact\n"
             "\tTotal   16 bytes, local   16 bytes, fact\n"
-            "\tRecursive call to fact\n"
-            "\n"
+            "\tRecursive call to fact\n\n"
             "Call path for tail_target\n"
             "\tTotal    0 bytes, local    0 bytes, tail_target\n"
-            "\tTotal    0 bytes, local    0 bytes, on_event\n"
-            "\n");
+            "\tTotal    0 bytes, local    0 bytes, on_event\n\n");
 
   EXPECT_EQ(run.Report("VA_UnknownFunctions.txt"), "ext_func\n");
 }
@@ -158,27 +135,21 @@ TEST(SourceAnalysisEndToEnd, MessagesOfTheRun) {
   ASSERT_EQ(run.result.status, 0) << run.result.out;
   const std::string& out = run.result.out;
   const std::string util = run.Canonical("util.s");
-  EXPECT_NE(out.find("\n2 assembly files found\nPass1: Collecting functions ...\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Warning: Could not compute R29 = for function tail_target in file " + util +
-                     "\nLine 57: \t\tr29 = add(r29,r3)\n"),
-            std::string::npos)
-      << out;
-  EXPECT_NE(out.find("Recursion encountered at function fact in file " + util + "\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Number of functions in source files: 8\n"
-                     "Number of memory objects in source files: 0\n"
-                     "Backend Processing Complete\n"),
-            std::string::npos)
-      << out;
+  EXPECT_TRUE(Has(out, "\n2 assembly files found\nPass1: Collecting functions ...\n")) << out;
+  EXPECT_TRUE(Has(out, "Warning: Could not compute R29 = for function tail_target in file " + util +
+                           "\nLine 57: \t\tr29 = add(r29,r3)\n"));
+  EXPECT_TRUE(Has(out, "Recursion encountered at function fact in file " + util + "\n"));
+  EXPECT_TRUE(Has(out, "Number of functions in source files: 8\nNumber of memory objects in source files: 0\n"
+                       "Backend Processing Complete\n"));
 }
 
 TEST(SourceAnalysisEndToEnd, WarningSwitchesSilenceTheirLinesOnly) {
   SourceRun run({"--no-r29", "--no-recursion"});
   ASSERT_EQ(run.result.status, 0) << run.result.out;
-  EXPECT_EQ(run.result.out.find("Could not compute R29"), std::string::npos);
-  EXPECT_EQ(run.result.out.find("Recursion encountered"), std::string::npos);
+  EXPECT_FALSE(Has(run.result.out, "Could not compute R29") || Has(run.result.out, "Recursion encountered"));
   // The marking stays: the figures are those of the default run.
-  EXPECT_NE(run.Report("VA_FunctionStackSizes.csv").find("\"tail_target\",0,Undetermined\n"), std::string::npos);
-  EXPECT_NE(run.Report("VA_FunctionStackSizes.csv").find("\"fact\",16,Recursive\n"), std::string::npos);
+  const std::string csv = run.Report("VA_FunctionStackSizes.csv");
+  EXPECT_TRUE(Has(csv, "\"tail_target\",0,Undetermined\n") && Has(csv, "\"fact\",16,Recursive\n")) << csv;
 }
 
 }  // namespace

@@ -56,8 +56,7 @@ struct Image {
   std::string Build() {
     std::string out(52, '\0');
     out.replace(0, 7, "\x7f" "ELF\1\1\1", 7);
-    Put(out, 16, 2, 2);
-    Put(out, 18, 0x5644, 2);
+    Put(out, 16, 2, 2), Put(out, 18, 0x5644, 2);  // a relocatable file for the Valdrin machine
     std::vector<Section> all = sections;
     std::vector<uint32_t> offsets;
     for (const Section& s : all) {
@@ -65,8 +64,7 @@ struct Image {
       if (s.type != kNoBits) out += s.data;
     }
     if (withSymtab) {
-      std::string strtab(1, '\0');
-      std::string symtab(16, '\0');
+      std::string strtab(1, '\0'), symtab(16, '\0');
       for (const Symbol& sym : symbols) {
         std::string entry = Words({static_cast<uint32_t>(strtab.size()), sym.value, sym.size, 0});
         entry[12] = static_cast<char>(sym.bind << 4 | sym.type);
@@ -75,10 +73,8 @@ struct Image {
         strtab += sym.name + '\0';
       }
       symtabOffset = out.size();
-      all.push_back({".symtab", 2, 0, symtab, 16});
-      all.push_back({".strtab", 3, 0, strtab, 0});
-      offsets.push_back(static_cast<uint32_t>(out.size()));
-      offsets.push_back(static_cast<uint32_t>(out.size() + symtab.size()));
+      all.insert(all.end(), {{".symtab", 2, 0, symtab, 16}, {".strtab", 3, 0, strtab, 0}});
+      offsets.insert(offsets.end(), {static_cast<uint32_t>(out.size()), static_cast<uint32_t>(out.size() + symtab.size())});
       out += symtab + strtab;
     }
     std::string names(1, '\0');
@@ -93,8 +89,8 @@ struct Image {
     out += names;
     out.resize((out.size() + 3) & ~size_t{3});
     sectionTable = out.size();
-    Put(out, 32, static_cast<uint32_t>(sectionTable));
-    Put(out, 48, static_cast<uint32_t>(all.size() + 1), 2);
+    // Section header table offset, section count, index of .shstrtab.
+    Put(out, 32, static_cast<uint32_t>(sectionTable)), Put(out, 48, static_cast<uint32_t>(all.size() + 1), 2);
     Put(out, 50, static_cast<uint32_t>(all.size()), 2);
     out += std::string(40, '\0');  // the null section
     for (size_t i = 0; i < all.size(); ++i) {

@@ -1,38 +1,24 @@
 // The listing parser on hand-written listings against the sample images:
 // headers, direct and computed calls, relocations, aliases.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
-#include "TestUtil.h"
 #include "elf/ElfTestImage.h"
-#include "source/FileParser.h"
+#include "source/PassTestUtil.h"
 
 using namespace testutil;
+using Strings = std::vector<std::string>;
 
 namespace {
-
-std::vector<std::string> Calls(const __func_attr* f) {
-  return f ? std::vector<std::string>(f->callList.begin(), f->callList.end()) : std::vector<std::string>{};
-}
 
 // A program object in image mode over a sample image.
 struct Image {
   FileParser p;
   TempDir tmp;
-  explicit Image(const std::string& elf, int kind = 2) {
-    p.elfMode = true;
-    p.objdumpKind = kind;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(p.ReadElfIntoElfMaps(DataPath(elf), 1), 0);
-    EXPECT_EQ(p.BuildMapsFromElfData(), 0);
-    testing::internal::GetCapturedStdout();
-  }
+  explicit Image(const std::string& elf, int kind = 2) { passtest::LoadImage(p, DataPath(elf), kind); }
   std::string Parse(const std::string& listing) {
     WriteFile(tmp / "x.dis", listing);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(p.ParseDisassembledElfFile(tmp / "x.dis"), 0);
-    return testing::internal::GetCapturedStdout();
+    int rc = -1;
+    const std::string out = Captured([&] { rc = p.ParseDisassembledElfFile(tmp / "x.dis"); });
+    EXPECT_EQ(rc, 0);
+    return out;
   }
 };
 
@@ -55,15 +41,11 @@ TEST(ListingParser, HeadersDirectCallsAndJumps) {
                               "\n"
                               "00099990 <no_such_function>:\n"
                               "   99990:\t00 c0 00 5a\t5a00c000 { \tcall 0x20080 } \n");
-  const __func_attr* factorial = img.p.FindFuncItem("factorial");
-  ASSERT_NE(factorial, nullptr);
   // A call to its own start is recursion; a jump to its own line is not.
-  EXPECT_EQ(Calls(factorial), std::vector<std::string>{"factorial"});
-  const __func_attr* calcEval = img.p.FindFuncItem("calc_eval");
-  ASSERT_NE(calcEval, nullptr);
+  EXPECT_EQ(Calls(img.p.FindFuncItem("factorial")), Strings{"factorial"});
   // The static log_line of main.c is keyed by its address; the jump inside
   // the function is no call, the jump to factorial is a tail call.
-  EXPECT_EQ(Calls(calcEval), (std::vector<std::string>{"log_line-of-00020d20", "factorial"}));
+  EXPECT_EQ(Calls(img.p.FindFuncItem("calc_eval")), (Strings{"log_line-of-00020d20", "factorial"}));
   EXPECT_TRUE(img.p.FindFuncItem("log_line-of-00020d20")->HasParent);
   EXPECT_EQ(out,
             "Processing Disassembly file " + img.tmp / "x.dis" + "\n"
@@ -82,29 +64,25 @@ TEST(ListingParser, ComputedCallsThroughConstantsAndHalves) {
             "000205c0 <pid_init>:\n"
             "   205c0:\t00 c0 00 78\t7800c000 { \tr3.l = #208 } \n"
             "   205c4:\t00 c0 00 78\t7800c000 { \tr3.h = #2 } \n");
-  const __func_attr* factorial = img.p.FindFuncItem("factorial");
-  EXPECT_EQ(Calls(factorial), std::vector<std::string>{"calc_eval"});
-  EXPECT_TRUE(factorial->HasPtrToFunc);
-  const __func_attr* pidInit = img.p.FindFuncItem("pid_init");
-  EXPECT_EQ(Calls(pidInit), std::vector<std::string>{"calc_eval"});
-  EXPECT_TRUE(pidInit->HasPtrToFunc);
+  for (const char* name : {"factorial", "pid_init"}) {
+    EXPECT_EQ(Calls(img.p.FindFuncItem(name)), Strings{"calc_eval"}) << name;
+    EXPECT_TRUE(img.p.FindFuncItem(name)->HasPtrToFunc) << name;
+  }
 }
 
 TEST(ListingParser, DataWordsRelativeToTheSmallDataBase) {
   Image img("samples/sensor_node/sensor_node.elf", 1);
   ASSERT_TRUE(img.p.sdaBaseFound);
   const obj_symbols* handlers = img.p.FindElfMemItem("handlers");
-  ASSERT_NE(handlers, nullptr);
-  const fcn_symbols* first = img.p.elfReader->GetFcnSymAtAddr(handlers->initialWord);
+  const fcn_symbols* first = handlers ? img.p.elfReader->GetFcnSymAtAddr(handlers->initialWord) : nullptr;
   ASSERT_NE(first, nullptr);
   const std::string offset = std::to_string(handlers->startAddress - img.p.sdaBase);
   img.Parse("\nsensor_node.elf:\tfile format elf32-valdrin\n\n"
             "00020200 <dispatch>:\n"
             "   20210:\t00 c0 a1 50\t50a1c000 { \tr1 = memw(#" + offset + ") } \n"
             "   20214:\t00 c0 a1 50\t50a1c000 { \tr1 = memw(#0) } \n");
-  const __func_attr* dispatch = img.p.FindFuncItem("dispatch");
-  EXPECT_EQ(Calls(dispatch), std::vector<std::string>{first->name});
-  EXPECT_TRUE(dispatch->HasPtrToFunc);
+  EXPECT_EQ(Calls(img.p.FindFuncItem("dispatch")), Strings{first->name});
+  EXPECT_TRUE(img.p.FindFuncItem("dispatch")->HasPtrToFunc);
 }
 
 TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
@@ -132,40 +110,32 @@ TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
   EXPECT_EQ(p.libraryFunctionKeys.size(), 61u);  // the globals
   // printf at 0x20 calls vsnprintf and at 0x30 __sys_write; the displayed
   // targets are placeholders and never make printf recursive.
-  std::vector<std::string> calls = Calls(p.FindFuncItem("printf"));
-  EXPECT_NE(std::find(calls.begin(), calls.end(), "vsnprintf"), calls.end());
-  EXPECT_NE(std::find(calls.begin(), calls.end(), "__sys_write"), calls.end());
-  EXPECT_EQ(std::find(calls.begin(), calls.end(), "printf"), calls.end());
+  EXPECT_TRUE(printf->callList.Contains("vsnprintf") && printf->callList.Contains("__sys_write"));
+  EXPECT_FALSE(printf->callList.Contains("printf"));
   // Calls to static functions are relocated against their sections
   // (.text.sort_range, .text.swap_elems+0x4); jumps inside out_num reach
   // past the start of libm's functions in the shared .text, and its small
   // constants are no addresses.
-  EXPECT_EQ(Calls(p.FindFuncItem("qsort")), std::vector<std::string>{"sort_range-of-00000000"});
+  EXPECT_EQ(Calls(p.FindFuncItem("qsort")), Strings{"sort_range-of-00000000"});
   EXPECT_EQ(Calls(p.FindFuncItem("sort_range-of-00000000")),
-            (std::vector<std::string>{"swap_elems-of-00000000", "sort_range-of-00000000"}));
-  EXPECT_EQ(Calls(p.FindFuncItem("out_num-of-00000000")), std::vector<std::string>{"__valdrin_udivsi3"});
+            (Strings{"swap_elems-of-00000000", "sort_range-of-00000000"}));
+  EXPECT_EQ(Calls(p.FindFuncItem("out_num-of-00000000")), Strings{"__valdrin_udivsi3"});
 }
 
 TEST(ListingParser, SymbolsSharingAnAddressShareResults) {
+  using namespace elftest;
   TempDir tmp;
   elftest::Image image;
-  image.sections.push_back({".text", elftest::kProgBits, 0x1000, std::string(0x40, '\0')});
-  image.sections.push_back({".text2", elftest::kProgBits, 0x1000, std::string(0x40, '\0')});
-  image.symbols = {{"impl", 0x1000, 0x20}, {"alias", 0x1000, 0x20}, {"other", 0x1000, 0x20, elftest::kFunc, elftest::kGlobal, 2},
+  image.sections = {{".text", kProgBits, 0x1000, std::string(0x40, '\0')}, {".text2", kProgBits, 0x1000, std::string(0x40, '\0')}};
+  image.symbols = {{"impl", 0x1000, 0x20}, {"alias", 0x1000, 0x20}, {"other", 0x1000, 0x20, kFunc, kGlobal, 2},
                    {"callee", 0x1020, 0x20}};
   WriteFile(tmp / "a.elf", image.Build());
   FileParser p;
-  p.elfMode = true;
-  p.objdumpKind = 2;
+  passtest::LoadImage(p, tmp / "a.elf");
   WriteFile(tmp / "a.dis", "00001000 <impl>:\n    1000:\t00 c0 00 5a\t5a00c000 { \tcall 0x1020 } \n");
-  Captured([&] {
-    p.ReadElfIntoElfMaps(tmp / "a.elf", 1);
-    p.BuildMapsFromElfData();
-    p.ParseDisassembledElfFile(tmp / "a.dis");
-  });
+  Captured([&] { p.ParseDisassembledElfFile(tmp / "a.dis"); });
   ASSERT_TRUE(p.elfMapsInUse);
-  EXPECT_EQ(Calls(p.FindFuncItem("impl")), std::vector<std::string>{"callee"});
-  EXPECT_EQ(Calls(p.FindFuncItem("alias")), std::vector<std::string>{"callee"});
+  EXPECT_TRUE(Calls(p.FindFuncItem("impl")) == Strings{"callee"} && Calls(p.FindFuncItem("alias")) == Strings{"callee"});
   EXPECT_TRUE(Calls(p.FindFuncItem("other")).empty());  // another section
 }
 

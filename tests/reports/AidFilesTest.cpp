@@ -32,44 +32,31 @@ testutil::RunResult RunWithAid(const testutil::TempDir& dir, const std::string& 
   return result;
 }
 
-bool Contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 TEST(AidFiles, RecordsOfARun) {
   testutil::TempDir dir;
   auto r = RunWithAid(dir,
-                      "// a comment\n"
-                      "code foo 64 1\n"
-                      "code;bar2;16;2;\n"
-                      "  code, baz ,32 ,1 extra tokens\r\n"
-                      "code//;x;1;1;\n"
-                      "data;buf;100;1;\n"
-                      "code;pre;16;3;\n"
-                      "\n ;; \n"
-                      "code;foo;1;1;\n"
-                      "data;buf;5;1;\n",
+                      "// a comment\ncode foo 64 1\ncode;bar2;16;2;\n  code, baz ,32 ,1 extra tokens\r\ncode//;x;1;1;\n"
+                      "data;buf;100;1;\ncode;pre;16;3;\n\n ;; \ncode;foo;1;1;\ndata;buf;5;1;\n",
                       true);
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.out.rfind("22: Processing aid file " + dir / "my.aid\n13: Warning: Func item foo from Aid file already "
                         "exists\n13: Warning: Mem item buf from Aid file already exists\n22: Processing aid file ", 0),
             0u);
-  EXPECT_TRUE(Contains(r.out, "libcAidFile.txt\n"));
+  EXPECT_TRUE(testutil::Has(r.out, "libcAidFile.txt\n"));
 
   std::string functions = ReadFile(dir / "out/VA_FunctionList.xml");
-  EXPECT_TRUE(Contains(functions,
+  EXPECT_TRUE(testutil::Has(functions,
                        "<Key>foo</Key>\n\t<Name>foo</Name>\n\t<Mangled>foo</Mangled>\n"
                        "\t<Path>From aiding file</Path>\n\t<Stack>64</Stack>\n"
                        "\t<CumStack>64</CumStack>\n\t<CumUserStack>64</CumUserStack>\n"
                        "\t<Status>1</Status>\n\t<Scope>1</Scope>\n\t<Branch>0</Branch>\n"));
-  EXPECT_TRUE(Contains(functions, "<Mangled>bar2</Mangled>\n\t<Path>From aiding file</Path>\n"
+  EXPECT_TRUE(testutil::Has(functions, "<Mangled>bar2</Mangled>\n\t<Path>From aiding file</Path>\n"
                                   "\t<Stack>16</Stack>\n\t<CumStack>16</CumStack>\n"
                                   "\t<CumUserStack>16</CumUserStack>\n\t<Status>1</Status>\n"
                                   "\t<Scope>2</Scope>\n"));
-  EXPECT_TRUE(Contains(functions, "<Key>baz</Key>"));
-  EXPECT_FALSE(Contains(functions, "<Key>x</Key>"));
-  EXPECT_FALSE(Contains(functions, "<Key>pre</Key>"));  // a preset, not a record
-  EXPECT_TRUE(Contains(ReadFile(dir / "out/VA_MemoryList.xml"),
+  EXPECT_TRUE(testutil::Has(functions, "<Key>baz</Key>") && !testutil::Has(functions, "<Key>x</Key>"));
+  EXPECT_FALSE(testutil::Has(functions, "<Key>pre</Key>"));  // a preset, not a record
+  EXPECT_TRUE(testutil::Has(ReadFile(dir / "out/VA_MemoryList.xml"),
                        "<Key>buf</Key>\n\t\t<Name>buf</Name>\n\t\t<Mangled>buf</Mangled>\n"
                        "\t\t<Path>From aiding file</Path>\n\t\t<Size>100</Size>\n"
                        "\t\t<Used>0</Used>\n\t\t<IsAid>1</IsAid>\n\t\t<Scope>1</Scope>\n"));
@@ -97,7 +84,7 @@ TEST(AidFiles, RejectedLinesStopTheRun) {
                        dir / "none.aid" + "\n\n" + aborted);
   EXPECT_EQ(r.status, 255);
   r = RunWithAid(dir, "", false, dir / "src");
-  EXPECT_TRUE(Contains(r.out, "\nError: Cannot open aid file " + dir / "src" + "\n\n"));
+  EXPECT_TRUE(testutil::Has(r.out, "\nError: Cannot open aid file " + dir / "src" + "\n\n"));
 }
 
 TEST(AidFiles, LineLengthsAndOddBytes) {
@@ -110,16 +97,14 @@ TEST(AidFiles, LineLengthsAndOddBytes) {
                                "\ncode;after;4;1;\n");
   EXPECT_EQ(r.status, 0);
   std::string csv = ReadFile(dir / "out/VA_FunctionStackSizes.csv");
-  EXPECT_TRUE(Contains(csv, "\n\"exact\",4,Closed\n"));
-  EXPECT_TRUE(Contains(csv, "\n\"cut\",12,Closed\n"));
-  EXPECT_FALSE(Contains(csv, "\"after\""));
+  EXPECT_TRUE(testutil::Has(csv, "\n\"exact\",4,Closed\n") && testutil::Has(csv, "\n\"cut\",12,Closed\n")) << csv;
+  EXPECT_FALSE(testutil::Has(csv, "\"after\""));
 
   // A NUL ends a line's text; the last line needs no newline.
   r = RunWithAid(dir, std::string("\0code;n;1;1;\ncode;after;4;1;", 28));
   EXPECT_EQ(r.status, 0);
   csv = ReadFile(dir / "out/VA_FunctionStackSizes.csv");
-  EXPECT_TRUE(Contains(csv, "\n\"after\",4,Closed\n"));
-  EXPECT_FALSE(Contains(csv, "\"n\""));
+  EXPECT_TRUE(testutil::Has(csv, "\n\"after\",4,Closed\n") && !testutil::Has(csv, "\"n\"")) << csv;
 
   EXPECT_EQ(RunWithAid(dir, "").status, 0);
   EXPECT_EQ(RunWithAid(dir, "data;big;1;1;" + std::string(8 << 20, 'z')).status, 0);
@@ -140,12 +125,12 @@ TEST(AidFiles, ImageModeTakesOnlyPresets) {
 TEST(AidFiles, WrittenFileReadsBack) {
   testutil::TempDir dir;
   FileParser db;
+  // Locals are left out.
   db.CreateFuncAttr("main", "main")->CumStack = 56;
-  db.CreateFuncAttr("loc-of-a.s", "loc")->Scope = Local;
+  db.CreateFuncAttr("loc-of-a.s", "loc")->Scope = db.CreateMemAttr("s-of-a.s", "s")->Scope = Local;
   db.CreateFuncAttr("w", "w")->Scope = Weak;
   db.FindFuncItem("w")->CumStack = 8;
   db.CreateMemAttr("buf", "buf")->Size = 100;
-  db.CreateMemAttr("s-of-a.s", "s")->Scope = Local;
   std::vector<int> results;
   EXPECT_EQ(testutil::Captured([&] {
               results = {db.CreateAidFile(dir / "out.aid"), db.CreateAidFile(dir / "no/such/dir.aid")};
@@ -162,7 +147,7 @@ TEST(AidFiles, WrittenFileReadsBack) {
   FileParser reader;
   testutil::Captured([&] { reader.ProcessAidFile(dir / "out.aid"); });
   const __func_attr* w = reader.FindFuncItem("w");
-  ASSERT_NE(w, nullptr);
+  ASSERT_TRUE(w);
   EXPECT_TRUE(w->Stack == 8 && w->Scope == Weak && w->IsReplaceable);
   EXPECT_EQ(reader.FindMemItem("buf")->Size, 100);
   EXPECT_EQ(reader.functionMap.size() + reader.memoryMap.size(), 3u);

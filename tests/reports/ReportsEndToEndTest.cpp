@@ -2,29 +2,16 @@
 // whose expected output was worked out by hand.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "TestUtil.h"
 
 using namespace testutil;
 
 namespace {
 
-struct TreeRun {
-  TempDir tmp;
-  std::string tree, out, path;
-  RunResult result;
-  TreeRun(const std::string& fixture, const std::string& file, std::vector<std::string> extra) {
-    tree = tmp / "tree";
-    Copy(DataPath("e2e/" + fixture), tree);
-    out = tmp / "out";
-    MakeDirs(out);
-    path = std::filesystem::canonical(tree).string() + "/" + file;
-    std::vector<std::string> args = {"--folder", tree, "--outdir", out};
-    args.insert(args.end(), extra.begin(), extra.end());
-    result = RunAnalyserIsolated(args, tmp);
-  }
-  std::string Report(const std::string& name) const { return ReadFile(out + "/" + name); }
+struct TreeRun : FixtureRun {
+  std::string path;
+  TreeRun(const std::string& fixture, const std::string& file, const std::vector<std::string>& extra)
+      : FixtureRun(fixture, extra), path(Canonical(file)) {}
 };
 
 std::string Node(const std::string& attributes, const std::string& key, const std::string& name,
@@ -68,9 +55,9 @@ TEST(ReportsEndToEnd, XmlFamilyUnderGui) {
   EXPECT_EQ(run.Report("VA_MemWarningList.xml"), "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n\n</WarningList>\n");
   EXPECT_FALSE(FileExists(run.out + "/VA_FunctionStackSizes.csv"));
   // Every line carries its code under the front end.
-  EXPECT_NE(run.result.out.find("\n34: Writing output file " + run.out + "/VA_FunctionList.xml\n"), std::string::npos);
-  EXPECT_NE(run.result.out.find("\n47: Line 28: \t\tr29 = add(r29,r0)\n"), std::string::npos);
-  EXPECT_NE(run.result.out.find("\n01: Backend Processing Complete\n"), std::string::npos);
+  EXPECT_TRUE(Has(run.result.out, "\n34: Writing output file " + run.out + "/VA_FunctionList.xml\n"));
+  EXPECT_TRUE(Has(run.result.out, "\n47: Line 28: \t\tr29 = add(r29,r0)\n"));
+  EXPECT_TRUE(Has(run.result.out, "\n01: Backend Processing Complete\n"));
 }
 
 TEST(ReportsEndToEnd, RootFileMarksRootsAndListsModulesToTheEnd) {
@@ -80,15 +67,11 @@ TEST(ReportsEndToEnd, RootFileMarksRootsAndListsModulesToTheEnd) {
   ASSERT_EQ(run.result.status, 0) << run.result.out;
   const std::string list = run.Report("VA_FunctionList.xml");
   // The map is ordered by name: bar's run is Isr then App, main's only App.
-  EXPECT_NE(list.find("<node root = \"0\" user-root = \"1\">\n\t<Key>bar</Key>"), std::string::npos) << list;
-  EXPECT_NE(list.find("\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>Isr</Module>\n\t\t<Module>App</Module>\n"
-                      "\t</ModuleList>\n</node>\n<node root = \"1\" user-root = \"1\">\n\t<Key>main</Key>"),
-            std::string::npos)
-      << list;
-  EXPECT_NE(list.find("\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>App</Module>\n\t</ModuleList>\n</node>\n\n</NodeList>"),
-            std::string::npos)
-      << list;
-  EXPECT_NE(list.find("<node root = \"0\">\n\t<Key>_ZltRK1AS1_</Key>"), std::string::npos);
+  EXPECT_TRUE(Has(list, "<node root = \"0\" user-root = \"1\">\n\t<Key>bar</Key>")) << list;
+  EXPECT_TRUE(Has(list, "\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>Isr</Module>\n\t\t<Module>App</Module>\n"
+                        "\t</ModuleList>\n</node>\n<node root = \"1\" user-root = \"1\">\n\t<Key>main</Key>"));
+  EXPECT_TRUE(Has(list, "\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>App</Module>\n\t</ModuleList>\n</node>\n\n</NodeList>"));
+  EXPECT_TRUE(Has(list, "<node root = \"0\">\n\t<Key>_ZltRK1AS1_</Key>"));
 }
 
 TEST(ReportsEndToEnd, RootFileRestrictsCallPathsToItsFunctions) {
@@ -100,8 +83,7 @@ TEST(ReportsEndToEnd, RootFileRestrictsCallPathsToItsFunctions) {
             "Call path for compute\n"
             "\tTotal  128 bytes, local  112 bytes, compute\n"
             "\tTotal   16 bytes, local   16 bytes, fact\n"
-            "\tRecursive call to fact\n"
-            "\n");
+            "\tRecursive call to fact\n\n");
 }
 
 TEST(ReportsEndToEnd, AliasResolvesToTheStaticTargetOfItsOwnFile) {
@@ -114,11 +96,10 @@ TEST(ReportsEndToEnd, AliasResolvesToTheStaticTargetOfItsOwnFile) {
             "\"user\",24,Closed\n"
             "\"impl\",16,Closed\n");
   const std::string byName = run.Report("VA_FunctionsByName.txt");
-  EXPECT_NE(byName.find("   Function Name: user\n    Mangled Name: user\n     Branch Type: Closed\n"
-                        "           Scope: Global\n           Stack: 8 bytes\nCumulative Stack: 24 bytes\n"
-                        "           Calls: Called function         Cumulative Stack, Branch Type\n"
-                        "                  impl                                  16, Closed\n"),
-            std::string::npos)
+  EXPECT_TRUE(Has(byName, "   Function Name: user\n    Mangled Name: user\n     Branch Type: Closed\n"
+                          "           Scope: Global\n           Stack: 8 bytes\nCumulative Stack: 24 bytes\n"
+                          "           Calls: Called function         Cumulative Stack, Branch Type\n"
+                          "                  impl                                  16, Closed\n"))
       << byName;
   EXPECT_EQ(run.Report("VA_UnknownFunctions.txt"), "");
 }

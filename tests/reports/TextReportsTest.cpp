@@ -12,11 +12,7 @@ using testutil::ReadFile;
 __func_attr* Fn(AssemblyData& db, const std::string& name, int32_t stack, int32_t cum,
                 int32_t branch, int32_t scope, std::initializer_list<const char*> calls = {}) {
   __func_attr* f = db.CreateFuncAttr(name, name);
-  f->Stack = stack;
-  f->CumStack = cum;
-  f->BranchType = branch;
-  f->Scope = scope;
-  f->IsFound = true;
+  f->Stack = stack, f->CumStack = cum, f->BranchType = branch, f->Scope = scope, f->IsFound = true;
   for (const char* call : calls) db.InsertCallListItem(f, call);
   return f;
 }
@@ -113,11 +109,8 @@ TEST(TextReports, CallPathsStopAtRepeatsAndUnknownCallees) {
   auto path = [&](const __func_attr* f, int expected) {
     return reporttest::Written([&](FILE* file) { EXPECT_EQ(db.DumpCallPath(f, file), expected); });
   };
-  EXPECT_EQ(path(self, 0),
-            "Call path for self\n\tTotal    8 bytes, local    8 bytes, self\n"
-            "\tRecursive call to self\n\n");
-  EXPECT_EQ(path(first, -1),
-            "Call path for first\n\tTotal    4 bytes, local    4 bytes, first\n\n");
+  EXPECT_EQ(path(self, 0), "Call path for self\n\tTotal    8 bytes, local    8 bytes, self\n\tRecursive call to self\n\n");
+  EXPECT_EQ(path(first, -1), "Call path for first\n\tTotal    4 bytes, local    4 bytes, first\n\n");
   EXPECT_EQ(path(tie, 0),
             "Call path for tie\n\tTotal    9 bytes, local    1 bytes, tie\n"
             "\tTotal    8 bytes, local    8 bytes, bar\n\n");

@@ -13,11 +13,8 @@ TEST(XmlReports, FunctionListExample) {
   testutil::TempDir dir;
   AssemblyData db;
   __func_attr* main = db.CreateFuncAttr("main", "main");
-  main->Path = "src/main.s";
-  main->Stack = 16;
-  main->CumStack = 56;
+  main->Path = "src/main.s", main->Stack = 16, main->CumStack = 56, main->CodeSize = 40;
   main->IsFound = main->IsUsed = true;
-  main->CodeSize = 40;
   db.InsertCallListItem(main, "bar");
   testutil::Captured([&] { db.DumpFunctionList(dir.path() + "/"); });
   EXPECT_EQ(testutil::ReadFile(dir / "VA_FunctionList.xml"),
@@ -60,17 +57,14 @@ TEST(XmlReports, WarningListsTakeTheLeadingRunOfTheirType) {
   AssemblyData db;
   testutil::TempDir dir;
   auto list = [&](int type) {
-    testutil::Captured([&] { type == 0 ? db.DumpFWarningList(dir.path() + "/") : db.DumpMWarningList(dir.path() + "/"); });
-    return testutil::ReadFile(dir /
-                              (type == 0 ? "VA_FuncWarningList.xml" : "VA_MemWarningList.xml"));
+    testutil::Captured([&] { type == 0 ? db.DumpFWarningList(dir / "") : db.DumpMWarningList(dir / ""); });
+    return testutil::ReadFile(dir / (type == 0 ? "VA_FuncWarningList.xml" : "VA_MemWarningList.xml"));
   };
   const std::string head = "<?xml version=\"1.0\"?>\n\n<WarningList>\n\n";
   const std::string tail = "\n</WarningList>\n";
   EXPECT_EQ(list(0), head + tail);
 
-  _Warnings fn{"foo", "src/a.s", "",
-               "41: Warning: Missing @function declaration for foo in file src/a.s", 12, 0, "foo:",
-               ""};
+  _Warnings fn{"foo", "src/a.s", "", "41: Warning: Missing @function declaration for foo in file src/a.s", 12, 0, "foo:", ""};
   _Warnings mem{"a<b>&", "src/b.s", "", "m", -1, 1, "x<y", "src/c.s"};
   db.warnings = {fn, mem};
   EXPECT_EQ(list(0), head +

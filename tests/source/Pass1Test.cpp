@@ -11,6 +11,13 @@ using testutil::TempDir;
 
 namespace {
 
+// Each function's scope and file, by key.
+std::map<std::string, std::string> Scopes(const FileParser& p) {
+  std::map<std::string, std::string> functions;
+  for (const auto& [key, f] : p.functionMap) functions[key] = scopestring[f->Scope] + (" " + f->Path);
+  return functions;
+}
+
 // foo_thunk: is on line 10, h: on line 18.
 const char* const kLabels =
     "\t.text\n\t.file\t\"a.c\"\n\t.globl\tf\n\t.type\tf,@function\nf:\n\tallocframe(#8)\n.L_bb1:\n1:\n\tjump 1b\n"
@@ -28,14 +35,11 @@ TEST(Pass1, LabelsMakeFunctionsAliasesAndWarnings) {
             "45: Warning: Label foo_thunk does not begin with .L in file " + a + "\n47: Line 10: foo_thunk:\n" +
                 "41: Warning: Missing @function declaration for h in file " + a + "\n47: Line 18: h:\n" +
                 "41: Warning: Missing .size directive for function h in file " + a + "\n");
-  std::map<std::string, std::string> functions;  // key -> scope and file
-  for (const auto& [key, f] : p.functionMap) functions[key] = scopestring[f->Scope] + (" " + f->Path);
-  EXPECT_EQ(functions, (std::map<std::string, std::string>{
-                           {"f", "Global " + a}, {"h-of-a.s", "Local " + a}, {"s-of-a.s", "Local " + a}}));
+  EXPECT_EQ(Scopes(p), (std::map<std::string, std::string>{
+                          {"f", "Global " + a}, {"h-of-a.s", "Local " + a}, {"s-of-a.s", "Local " + a}}));
   // Only the missing .size is stored: the other two name no record yet.
   ASSERT_EQ(p.warnings.size(), 1u);
-  EXPECT_EQ(p.warnings[0].Key, "h-of-a.s");
-  EXPECT_EQ(p.warnings[0].LineNum, -1);
+  EXPECT_TRUE(p.warnings[0].Key == "h-of-a.s" && p.warnings[0].LineNum == -1);
 
   std::string aliases;
   for (const AliasEntry& entry : p.aliasList) aliases += entry.alias + ">" + entry.target + std::to_string(entry.flag) + " ";
@@ -51,15 +55,15 @@ TEST(Pass1, ScopesCollisionsAndReplacement) {
   FileParser p;
   p.guiMode = true;
   ASSERT_EQ(p.CreateAidFuncItem("aidfn", 100, Global), 0);
+  // A function of 4 bytes with the given binding directive.
+  auto fn = [](const std::string& bind, const std::string& name) {
+    return (bind.empty() ? "" : "\t" + bind + " " + name + "\n") + "\t.type " + name + ",@function\n" + name +
+           ":\n\t.size " + name + ", 4\n";
+  };
   const auto paths = WriteFiles(
       dir, {{"a.s", kLabels},
-            {"b.s", "\t.file \"b.c\"\n\t.globl f\n\t.type f,@function\nf:\n\t.size f, 4\n"
-                    "\t.weak w\n\t.type w,@function\nw:\n\t.size w, 4\n"
-                    "\t.globl g\n\t.type g,@function\ng:\n\t.size g, 4\n"
-                    "\t.type s,@function\ns:\n\t.size s, 4\n"},
-            {"c.s", "\t.file \"c.c\"\n\t.globl w\n\t.type w,@function\nw:\n\t.size w, 4\n"
-                    "\t.weak g\n\t.type g,@function\ng:\n\t.size g, 4\n"
-                    "\t.globl aidfn\n\t.type aidfn,@function\naidfn:\n\t.size aidfn, 4\n"}});
+            {"b.s", "\t.file \"b.c\"\n" + fn(".globl", "f") + fn(".weak", "w") + fn(".globl", "g") + fn("", "s")},
+            {"c.s", "\t.file \"c.c\"\n" + fn(".globl", "w") + fn(".weak", "g") + fn(".globl", "aidfn")}});
   p.warnBadLabel = p.warnAtFunction = p.warnFuncSize = false;
   const std::string out = RunPasses(p, paths);
   EXPECT_EQ(out, "48: Warning: Global collision for function f in file " + paths[1] +
@@ -67,16 +71,11 @@ TEST(Pass1, ScopesCollisionsAndReplacement) {
                      "\n");
   // Collisions stay local; a global replaces a weak one, a weak one after a
   // global is ignored; static functions of one name stay apart.
-  std::map<std::string, std::string> functions;  // key -> scope and file
-  for (const auto& [key, f] : p.functionMap) functions[key] = scopestring[f->Scope] + (" " + f->Path);
-  EXPECT_EQ(functions, (std::map<std::string, std::string>{{"f", "Global " + paths[0]},
-                                                           {"f-of-b.s", "Local " + paths[1]},
-                                                           {"w", "Global " + paths[2]},
-                                                           {"g", "Global " + paths[1]},
-                                                           {"s-of-a.s", "Local " + paths[0]},
-                                                           {"s-of-b.s", "Local " + paths[1]},
-                                                           {"h-of-a.s", "Local " + paths[0]},
-                                                           {"aidfn", "Global " + paths[2]}}));
+  const std::string a = " " + paths[0], b = " " + paths[1], c = " " + paths[2];
+  EXPECT_EQ(Scopes(p), (std::map<std::string, std::string>{
+                          {"f", "Global" + a}, {"f-of-b.s", "Local" + b}, {"w", "Global" + c}, {"g", "Global" + b},
+                          {"s-of-a.s", "Local" + a}, {"s-of-b.s", "Local" + b}, {"h-of-a.s", "Local" + a},
+                          {"aidfn", "Global" + c}}));
   EXPECT_EQ(p.warnings.back().File2, paths[0]);
   // An aid-file figure gives way to the definition in the sources.
   const __func_attr* aid = p.FindFuncItem("aidfn");
@@ -107,12 +106,9 @@ TEST(Pass1, DataObjectsAndTheirSizes) {
                      "44: Warning: Missing .size directive for object nosize in file " + d + "\n");
   std::map<std::string, std::pair<int, int>> objects;  // key -> size, scope
   for (const auto& [key, object] : p.memoryMap) objects[key] = {object->Size, object->Scope};
-  EXPECT_EQ(objects, (std::map<std::string, std::pair<int, int>>{{"obj", {20, Global}},
-                                                                  {"last", {2, Global}},
-                                                                  {"lc-of-d.s", {64, Local}},
-                                                                  {"buf-of-d.s", {8, Local}},
-                                                                  {"nosize-of-d.s", {-1, Local}},
-                                                                  {"gobj", {40, Global}}}));
+  EXPECT_EQ(objects, (std::map<std::string, std::pair<int, int>>{
+                         {"obj", {20, Global}}, {"last", {2, Global}}, {"lc-of-d.s", {64, Local}},
+                         {"buf-of-d.s", {8, Local}}, {"nosize-of-d.s", {-1, Local}}, {"gobj", {40, Global}}}));
   EXPECT_EQ(p.FindMemItem("gobj")->Path, paths[0]);
 
   FileParser quiet;
@@ -125,9 +121,8 @@ TEST(Pass1, MissingFileDirectiveIsReportedOncePerFile) {
   const auto paths = WriteFiles(dir, {{"x.s", "\t.text\nx:\n\t.size x, 4\n"}, {"y.s", "\t.file \"\"\n"}});
   FileParser p;
   p.warnAtFunction = false;
-  const std::string out = RunPasses(p, paths);
   // .file with an empty name still counts as declared.
-  EXPECT_EQ(out, "Warning: Missing .file declaration for file " + paths[0] + "\n");
+  EXPECT_EQ(RunPasses(p, paths), "Warning: Missing .file declaration for file " + paths[0] + "\n");
   FileParser quiet;
   quiet.warnAtFunction = quiet.warnFile = false;
   EXPECT_EQ(RunPasses(quiet, paths), "");

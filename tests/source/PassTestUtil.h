@@ -1,5 +1,6 @@
-// Helpers for the tests of the assembly passes: files in a temporary folder,
-// both passes run over them with standard output captured.
+// Helpers for the tests of the assembly passes and the listing parser: files
+// in a temporary folder, both passes run over them with standard output
+// captured, images loaded.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -34,12 +35,16 @@ inline std::string RunPasses(FileParser& parser, const std::vector<std::string>&
   return testing::internal::GetCapturedStdout();
 }
 
-inline bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+using testutil::Calls;
+using testutil::Has;
 
-inline std::vector<std::string> Calls(const __func_attr* record) {
-  std::vector<std::string> calls;
-  if (record != nullptr) calls.assign(record->callList.begin(), record->callList.end());
-  return calls;
+// Image mode over an ELF file, with its maps built and the messages dropped.
+inline void LoadImage(FileParser& p, const std::string& elf, int objdumpKind = 2) {
+  p.elfMode = true;
+  p.objdumpKind = objdumpKind;
+  int read = -1, built = -1;
+  testutil::Captured([&] { read = p.ReadElfIntoElfMaps(elf, 1), built = p.BuildMapsFromElfData(); });
+  EXPECT_TRUE(read == 0 && built == 0) << elf;
 }
 
 }  // namespace passtest

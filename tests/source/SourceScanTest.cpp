@@ -10,6 +10,7 @@
 #include "source/FileParser.h"
 
 using testutil::Captured;
+using testutil::InDir;
 using testutil::TempDir;
 using testutil::WriteFile;
 
@@ -23,7 +24,7 @@ std::vector<std::string> Keys(const FileParser& p) {
   return keys;
 }
 
-TEST(SourceScan, SortedCanonicalPathsWithoutFollowingLinks) {
+TEST(SourceScan, SortedCanonicalPathsWithoutFollowingLinksOrRepeats) {
   TempDir tmp;
   for (const char* name : {"dir/a.s", "dir/B.s", "dir/c.S", "dir/.s", "dir/x.s.bak", "top.s", "x_stub.s"}) {
     WriteFile(tmp / ("tree/" + std::string(name)), "");
@@ -44,20 +45,14 @@ TEST(SourceScan, SortedCanonicalPathsWithoutFollowingLinks) {
             "Error: Cannot insert " + root + "dir/B.s into path map.\nError: Cannot insert " + root +
                 "dir/a.s into path map.\n");
   EXPECT_EQ(q.pathMap.size(), 2u);
-}
 
-TEST(SourceScan, DotRelativeFolderIsResolvedAgainstWorkingDirectory) {
-  TempDir tmp;
-  WriteFile(tmp / "sub/one.s", "");
-  const auto saved = std::filesystem::current_path();
-  std::filesystem::current_path(tmp.path());
-  FileParser p;
-  const int rc = p.ScanDirectory("./sub", 0);
-  const auto after = std::filesystem::current_path();
-  std::filesystem::current_path(saved);
+  // A folder relative to the working directory, which is left as it was.
+  FileParser dot;
+  std::string after;
+  InDir(tmp / "tree", [&] { rc = dot.ScanDirectory("./dir", 0), after = testutil::CurrentDir(); });
   EXPECT_EQ(rc, 0);
-  EXPECT_EQ(after.string(), Canonical(tmp));
-  EXPECT_EQ(Keys(p), std::vector<std::string>{Canonical(tmp) + "/sub/one.s"});
+  EXPECT_EQ(after, Canonical(tmp) + "/tree");
+  EXPECT_EQ(Keys(dot), (std::vector<std::string>{root + "dir/B.s", root + "dir/a.s"}));
 }
 
 TEST(SourceScan, FailingFolders) {

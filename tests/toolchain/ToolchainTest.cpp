@@ -9,25 +9,17 @@
 #include "TestUtil.h"
 #include "source/FileParser.h"
 
-using testutil::ReadFile;
-using testutil::TempDir;
-using testutil::WriteFile;
+using namespace testutil;
 
 namespace {
 
-void MakeTool(const std::string& path, const std::string& body) {
-  WriteFile(path, "#!/usr/bin/env bash\n" + body + "\n");
-  chmod(path.c_str(), 0755);
-}
-
-// Runs detectTools with the given PATH in the given folder; both are restored.
+// Runs detectTools with the given PATH in the given folder; PATH is restored.
 int Detect(FileParser& p, const std::string& path, const std::string& cwd) {
-  std::string savedPath = getenv("PATH"), savedCwd = std::filesystem::current_path();
+  const std::string saved = getenv("PATH");
   setenv("PATH", path.c_str(), 1);
-  std::filesystem::current_path(cwd);
-  int rc = p.detectTools();
-  setenv("PATH", savedPath.c_str(), 1);
-  std::filesystem::current_path(savedCwd);
+  int rc = 0;
+  InDir(cwd, [&] { rc = p.detectTools(); });
+  setenv("PATH", saved.c_str(), 1);
   return rc;
 }
 
@@ -37,7 +29,7 @@ TEST(Toolchain, DetectToolsOrderAndMissingLine) {
                            "p2/valdrin-clang", "p2/valdrin-ld", "p2/valdrin-link", "p2/valdrin-llvm-objdump"}) {
     MakeTool(tmp / tool, "exit 0");
   }
-  testutil::MakeDirs(tmp / "empty");
+  MakeDirs(tmp / "empty");
   const std::string cwd = std::filesystem::canonical(tmp / "cwd").string();
   FileParser p;
   p.guiMode = true;
@@ -51,7 +43,7 @@ TEST(Toolchain, DetectToolsOrderAndMissingLine) {
   EXPECT_EQ(p.linkerPath, tmp / "p2/valdrin-link");
 
   int rc = 0;
-  EXPECT_EQ(testutil::Captured([&] { rc = Detect(p, tmp / "p1", tmp / "empty"); }),
+  EXPECT_EQ(Captured([&] { rc = Detect(p, tmp / "p1", tmp / "empty"); }),
             "40: Could not find valdrin-ld or valdrin-link. \n");
   EXPECT_EQ(rc, -1);
   EXPECT_EQ(p.linkerPath + "|" + p.objdumpPath, "|" + tmp / "p1/valdrin-objdump");  // earlier finds cleared
@@ -93,9 +85,8 @@ TEST(Toolchain, RunObjDumpCountsOnlySignalsAsFailure) {
   }
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_EQ(unwritable + noTool, "");  // their exit codes are no signals
-  EXPECT_FALSE(testutil::FileExists(tmp / "child-returned"));
-  EXPECT_NE(err.find("\nCould not open " + tmp / "missing/out.dis" + " for write.\n"), std::string::npos);
-  EXPECT_NE(err.find("no-such-objdump"), std::string::npos);
+  EXPECT_FALSE(FileExists(tmp / "child-returned"));
+  EXPECT_TRUE(Has(err, "\nCould not open " + tmp / "missing/out.dis" + " for write.\n") && Has(err, "no-such-objdump")) << err;
   EXPECT_EQ(ReadFile(tmp / "empty.dis"), "");
 }
 
@@ -104,7 +95,7 @@ TEST(Toolchain, RunObjDumpCountsOnlySignalsAsFailure) {
 TEST(Toolchain, CreateDisassemblyFileFailure) {
   TempDir tmp;
   FileParser p;
-  p.outputDir = tmp.path() + "/";
+  p.outputDir = tmp / "";
   p.objdumpPath = tmp / "objdump";
   MakeTool(p.objdumpPath, "kill -9 $$");
   const std::string error = "Error executing disassembler(" + p.objdumpPath + ")\n\nError: disassembler(" +
@@ -112,7 +103,7 @@ TEST(Toolchain, CreateDisassemblyFileFailure) {
   std::string dis = "unset";
   __LibAttr lib{"", "", tmp / "W.o.dis", tmp / "W.o"};
   std::vector<int> results;
-  const std::string out = testutil::Captured([&] {
+  const std::string out = Captured([&] {
     results = {p.CreateDisassemblyFile("prog.elf", dis), p.CreateDisassemblyFile(lib)};
   });
   EXPECT_EQ(results, (std::vector<int>{-1, 0}));
@@ -137,24 +128,20 @@ TEST(StandinToolchain, ExampleToolchainRunsTheReadmeExample) {
   p.objdumpPath = root + "/example/toolchain/valdrin-llvm-objdump";
   const std::string image = root + "/example/ctrl_loop/ctrl_loop.elf";
   std::string dis;
-  testutil::Captured([&] { p.CreateDisassemblyFile(image, dis); });
-  EXPECT_EQ(ReadFile(dis), ListingFor(testutil::DataPath("samples/ctrl_loop/ctrl_loop.elf.dis"), image));
-  auto run = testutil::RunCommand("PATH=\"$PWD/example/toolchain:/usr/bin:/bin\" " + testutil::AnalyserBinary() +
-                            " --folder example/ctrl_loop/asm --outdir " + tmp.path(),
-                        root);
-  EXPECT_EQ(run.status, 0) << run.out;
-  EXPECT_NE(run.out.find("Backend Processing Complete"), std::string::npos) << run.out;
+  Captured([&] { p.CreateDisassemblyFile(image, dis); });
+  EXPECT_EQ(ReadFile(dis), ListingFor(DataPath("samples/ctrl_loop/ctrl_loop.elf.dis"), image));
+  auto run = RunCommand("PATH=\"$PWD/example/toolchain:/usr/bin:/bin\" " + AnalyserBinary() +
+                            " --folder example/ctrl_loop/asm --outdir " + tmp.path(), root);
+  EXPECT_TRUE(run.status == 0 && Has(run.out, "Backend Processing Complete")) << run.out;
 }
 
 TEST(StandinToolchain, AnalyserNeedsTheToolchain) {
   TempDir tmp;
-  testutil::WriteFile(tmp / "tree/leaf.s", "\t.text\n\t.globl\tleaf\n\t.type\tleaf,@function\nleaf:\n\t{\n\t\tjumpr r31\n\t}\n");
+  WriteFile(tmp / "tree/leaf.s", "\t.text\n\t.globl\tleaf\n\t.type\tleaf,@function\nleaf:\n\t{\n\t\tjumpr r31\n\t}\n");
   const std::vector<std::string> args = {"--folder", tmp / "tree", "--outdir", tmp.path()};
-  auto with = testutil::RunAnalyser(args, tmp.path());
-  EXPECT_EQ(with.status, 0) << with.out;
-  EXPECT_EQ(with.out.find("Could not find"), std::string::npos);
-  EXPECT_NE(with.out.find("Backend Processing Complete"), std::string::npos);
-  auto without = testutil::RunAnalyser(args, tmp.path(), false);
+  auto with = RunAnalyser(args, tmp.path());
+  EXPECT_TRUE(with.status == 0 && !Has(with.out, "Could not find") && Has(with.out, "Backend Processing Complete")) << with.out;
+  auto without = RunAnalyser(args, tmp.path(), false);
   EXPECT_EQ(without.status, 255);
   EXPECT_EQ(without.out,
             "Could not find valdrin-gcc or valdrin-clang. Could not find valdrin-ld or valdrin-link. "
