@@ -241,18 +241,20 @@ int FileParser::ProcessKeywordsDisassembly() {
   auto warnIf = [this](int result, const char* text) {
     if (result != 0) PRINT(text, kHandlerFailed);
   };
-  auto isJump = [](const std::string& t) { return t == "jump" || Contains(t, "jump:"); };
+  // Views compare by length first: most lines fail every keyword test.
+  const std::string_view v1 = t1, v2 = t2;
+  auto isJump = [](std::string_view t) { return t == "jump" || Contains(t, "jump:"); };
   const bool startsR = !t1.empty() && t1[0] == 'r';
   const bool halfRegister = Contains(t1, ".l") || Contains(t1, ".h");
   std::string name, address;
 
-  if (t1 == "allocframe") {
+  if (v1 == "allocframe") {
     warnIf(HandleAllocframe2(t2), "Warning: HandleAllocframe2 failed.");
-  } else if (t1 == "r29") {
+  } else if (v1 == "r29") {
     warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
-  } else if (t1 == "call" || t2 == "call") {
-    const std::string& target = t1 == "call" ? t2 : t3;
-    const std::string& nameToken = t1 == "call" ? t3 : t4;
+  } else if (v1 == "call" || v2 == "call") {
+    const std::string& target = v1 == "call" ? t2 : t3;
+    const std::string& nameToken = v1 == "call" ? t3 : t4;
     int result = GetCallNameAddress(target, nameToken, name, address);
     if (result == 0) result = HandleDisAsmCall(name, address, 0);
     warnIf(result, "Warning: HandleDisAsmCall failed.");
@@ -266,7 +268,7 @@ int FileParser::ProcessKeywordsDisassembly() {
     warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
   } else if (startsR && Contains(t2, "##")) {
     warnIf(HandleConstantExtender2(t2), "Warning: HandleConstantExtender2 failed.");
-  } else if (t1 == "memw" && Contains(t5, "##")) {
+  } else if (v1 == "memw" && Contains(t5, "##")) {
     warnIf(HandleConstantExtender2(t5), "Warning: HandleConstantExtender2 failed.");
   } else if (startsR && (Contains(t3, "##") || Contains(t4, "##"))) {
     warnIf(HandleConstantExtender2(Contains(t3, "##") ? t3 : t4), "Warning: HandleConstantExtender2 failed.");
