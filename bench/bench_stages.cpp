@@ -43,7 +43,9 @@ double WcSeconds(const std::vector<std::string>& files) {
   for (const std::string& f : files) std::fprintf(out, "%s%c", f.c_str(), '\0');
   std::fclose(out);
   auto start = Clock::now();
-  int rc = std::system(("xargs -0 cat < " + list + " | wc -l > /dev/null").c_str());
+  // wc reads the files itself: a pipe in between would double the copying
+  // and flatter every ratio.
+  int rc = std::system(("xargs -0 wc -l < " + list + " > /dev/null").c_str());
   double s = Seconds(start);
   std::remove(list.c_str());
   return rc == 0 ? s : 0;
