@@ -124,12 +124,4 @@ std::string DataPath(const std::string& relative) { return std::string(TEST_DATA
 std::string AnalyserBinary() { return ANALYSER_BINARY; }
 std::string ToolchainDir() { return TEST_TOOLCHAIN_DIR; }
 
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::string line;
-  std::istringstream in(text);
-  while (std::getline(in, line)) lines.push_back(line);
-  return lines;
-}
-
 }  // namespace testutil

@@ -86,8 +86,6 @@ void InDir(const std::string& dir, Step&& step) {
   ChangeDir(saved);
 }
 
-// The lines of a text, without their newlines.
-std::vector<std::string> Lines(const std::string& text);
 inline bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // The call list of a function record (none for no record).
