@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -47,6 +48,13 @@ class Tokenizer {
     const char* const begin = text_.data();
     const char* const end = begin + text_.size();
     const char* p = begin + pos_;
+    // Compiler output pads its comments with long runs of blanks: step over
+    // them eight at a time when blanks are delimiters.
+    if (delimiters.Contains(' ')) {
+      static constexpr uint64_t kBlanks = 0x2020202020202020ull;
+      uint64_t word;
+      while (end - p >= 8 && (std::memcpy(&word, p, 8), word == kBlanks)) p += 8;
+    }
     while (p != end && delimiters.Class(*p) == DelimiterSet::kDelimiter) ++p;
     if (p == end || *p == '\0') {
       End(static_cast<size_t>(p - begin));

@@ -1,5 +1,6 @@
 // Statements, tokens and sections.
 #include <cstdio>
+#include <cstring>
 #include <random>
 #include <sstream>
 
@@ -120,6 +121,23 @@ TEST(StatementReader, TokensSectionsAndMacros) {
     seen += t.Next(*set, token) ? std::string(token) + "|" : "-";
   }
   EXPECT_EQ(seen, "a|b|c)|d|-");
+}
+
+// The tokenizer steps over runs of blanks in words; strtok is the reference.
+TEST(StatementReader, TokensMatchStrtokOverBlankRuns) {
+  std::mt19937 rng(3);
+  const std::string alphabet = "    \t,(a.";
+  for (int round = 0; round < 2000; ++round) {
+    std::string text;
+    for (size_t n = rng() % 60; n > 0; --n) text += rng() % 4 == 0 ? std::string(rng() % 20, ' ') : std::string(1, alphabet[rng() % alphabet.size()]);
+    std::string expected, seen, copy = text;
+    for (char* token = std::strtok(copy.data(), " \t\r\n,={}()"); token != nullptr; token = std::strtok(nullptr, " \t\r\n,={}()")) {
+      expected += std::string(token) + "|";
+    }
+    Tokenizer tokens(text);
+    for (std::string_view token; tokens.Next(kSourceDelimiters, token);) seen += std::string(token) + "|";
+    ASSERT_EQ(seen, expected) << '"' << text << '"';
+  }
 }
 
 }  // namespace
