@@ -34,38 +34,31 @@ int32_t WrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
-// Lookups through the database's own maps, for a single resolution.
-struct MapLookup {
-  const AssemblyData& db;
-  void Functions(const CallList& calls, std::vector<__func_attr*>& out) const {
-    db.functionMap.FindAll(calls.begin(), calls.end(), out);
-  }
-  bool IsFilter(std::string_view name) const { return db.IsFilterFunction(name); }
-};
-
-// A hash set of the filter functions, built once when every function is
-// resolved: the filter map is string-compared and asked for every call.
-class IndexLookup {
+// Callee and filter lookups of one resolution. Resolving every function
+// puts the filter names into a hash set first: the filter map is
+// string-compared and asked for every call.
+class Lookup {
  public:
-  explicit IndexLookup(const AssemblyData& db) : db_(db) {
+  Lookup(const AssemblyData& db, bool indexFilters) : db_(db), indexed_(indexFilters) {
+    if (!indexed_) return;
     for (const auto& [key, record] : db.filterFunctionMap) filters_.insert(key);
   }
   void Functions(const CallList& calls, std::vector<__func_attr*>& out) const {
     db_.functionMap.FindAll(calls.begin(), calls.end(), out);
   }
   bool IsFilter(std::string_view name) const {
-    return !filters_.empty() && filters_.count(name) != 0;
+    return indexed_ ? filters_.count(name) != 0 : db_.IsFilterFunction(name);
   }
 
  private:
   const AssemblyData& db_;
+  bool indexed_;
   std::unordered_set<std::string_view> filters_;
 };
 
 // Steps taken on reaching a function: 0 or 1 when it is settled at once
 // (resolved earlier, on the current chain, or a leaf), -1 when its callees
 // must be walked; isFilter is set in that case.
-template <class Lookup>
 int Enter(AssemblyData& db, const Lookup& lookup, __func_attr* f, bool& isFilter) {
   if (f->Recursion == 1) return 0;
   if (f->Recursion == 2) return 1;
@@ -109,7 +102,6 @@ void Combine(WalkFrame& frame, int calleeResult) {
   frame.callee = nullptr;
 }
 
-template <class Lookup>
 int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain,
          std::vector<__func_attr*>& callees) {
   bool rootIsFilter = false;
@@ -199,13 +191,13 @@ int AssemblyData::CheckRecursionAndStack(__func_attr* record) {
   if (record == nullptr) return 0;
   std::vector<WalkFrame> chain;
   std::vector<__func_attr*> callees;
-  return Walk(*this, MapLookup{*this}, record, chain, callees);
+  return Walk(*this, Lookup(*this, false), record, chain, callees);
 }
 
 int AssemblyData::ResolveCumulativeStackUse() {
   // Roots are taken in key order, which decides which function of a cycle
   // the recursion warning names.
-  IndexLookup lookup(*this);
+  Lookup lookup(*this, true);
   std::vector<WalkFrame> chain;
   std::vector<__func_attr*> callees;
   for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain, callees);

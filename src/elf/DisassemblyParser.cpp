@@ -109,20 +109,8 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   }
 }
 
-void FileParser::ClearListingTokens() {
-  current.token1.clear();
-  current.token2.clear();
-  current.token3.clear();
-  current.token4.clear();
-  current.token5.clear();
-  current.lowerToken1.clear();
-  current.lowerToken2.clear();
-  current.lowerToken3.clear();
-  current.relocation.clear();
-}
-
 int FileParser::DisAsmLineHasKeywords() {
-  ClearListingTokens();
+  current.ClearTokens();
   current.lineLabel.clear();
   const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
   Tokenizer tokens(current.currentLine);
@@ -176,7 +164,7 @@ int FileParser::DisAsmLineHasKeywords() {
 }
 
 int FileParser::DisAsmLineHasKeywords2() {
-  ClearListingTokens();
+  current.ClearTokens();
   const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
   Tokenizer tokens(current.currentLine);
   std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};

@@ -30,6 +30,14 @@ struct ProcessedSourceLine {
   std::string packetAddress;
   std::string currentLine;
   std::string relocation;
+
+  // Empties the fields a statement's tokenizer fills.
+  void ClearTokens() {
+    for (std::string* field : {&token1, &token2, &token3, &token4, &token5, &lowerToken1, &lowerToken2,
+                               &lowerToken3, &relocation}) {
+      field->clear();
+    }
+  }
 };
 
 // Library file taking part in a whole-archive link.
@@ -166,7 +174,6 @@ class FileParser : public AssemblyData {
   int ResolveAliases(__func_attr* record);
   ElfFile* ListingElf() const;
   void ParseListingSegment(std::string_view segment, bool first);
-  void ClearListingTokens();
   bool RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value);
   static fcn_symbols* NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address);
   __func_attr* FindListedFunction(const std::string& name, const std::string& address);

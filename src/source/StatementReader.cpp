@@ -45,13 +45,7 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
 }
 
 bool FileParser::SourceLineHasKeywords() {
-  current.token1.clear();
-  current.token2.clear();
-  current.token3.clear();
-  current.token4.clear();
-  current.lowerToken1.clear();
-  current.lowerToken2.clear();
-  current.lowerToken3.clear();
+  current.ClearTokens();
 
   const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
   Tokenizer tokenizer(current.lineText);
