@@ -17,7 +17,6 @@ constexpr DelimiterSet kSemicolon{";"};
 constexpr const char* kHandlerFailed = "12: ";
 
 bool EndsWith(std::string_view text, char c) { return !text.empty() && text.back() == c; }
-bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 bool StartsWith(std::string_view text, std::string_view prefix) {
   // The first character settles almost every test on a listing line.
   if (prefix.empty()) return true;

@@ -6,12 +6,9 @@
 
 #include "source/FileParser.h"
 #include "source/MathParser.h"
+#include "source/Tokenizer.h"
 
 namespace {
-
-bool Contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
 
 bool EndsWithColon(const std::string& token) { return !token.empty() && token.back() == ':'; }
 

@@ -10,10 +10,6 @@
 
 namespace {
 
-bool Contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
-
 bool StartsWithR(std::string_view token) { return !token.empty() && token[0] == 'r'; }
 
 // The statement without white space, optionally in lower case.

@@ -21,14 +21,11 @@
 #include <cstdint>
 
 #include "source/FileParser.h"
+#include "source/Tokenizer.h"
 
 namespace {
 
 enum class Write { None, Whole, Low, High, Unknown };
-
-bool Contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
 
 // Does the destination token write reg (as a whole, a half, or as part of
 // a register pair)?

@@ -7,14 +7,6 @@
 #include "source/LineReader.h"
 #include "source/Tokenizer.h"
 
-namespace {
-
-bool Contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
-
-}  // namespace
-
 void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass) {
   BlockLineReader reader(stream, readBuffer_);
   std::string_view line;

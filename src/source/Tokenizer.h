@@ -91,6 +91,10 @@ class Tokenizer {
   size_t pos_ = 0;
 };
 
+inline bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
 // Appends text in ASCII lower case.
 inline void AppendLower(std::string& dst, std::string_view text) {
   const size_t start = dst.size();
