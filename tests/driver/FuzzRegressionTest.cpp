@@ -19,15 +19,12 @@ using Body = void (*)(const uint8_t*, size_t);
 size_t Replay(const std::string& target, Body body) {
   const fs::path dir = testutil::DataPath("fuzz/" + target);
   size_t count = 0;
-  if (!fs::exists(dir)) return count;
   for (const auto& entry : fs::directory_iterator(dir)) {
     if (!entry.is_regular_file()) continue;
     std::ifstream in(entry.path(), std::ios::binary);
     std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     SCOPED_TRACE(entry.path().string());
-    testing::internal::CaptureStdout();
-    body(bytes.data(), bytes.size());
-    testing::internal::GetCapturedStdout();
+    testutil::Captured([&] { body(bytes.data(), bytes.size()); });
     ++count;
   }
   return count;
