@@ -1,6 +1,4 @@
-// Helpers for the tests of the assembly passes and the listing parser: files
-// in a temporary folder, both passes run over them with standard output
-// captured, images loaded.
+// Helpers for the tests of the assembly passes and the listing parser.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,8 +21,7 @@ inline std::vector<std::string> WriteFiles(const testutil::TempDir& dir,
   return paths;
 }
 
-// Pass 1 over all files, then pass 2 (as the source scan does); returns
-// what was printed.
+// Pass 1 over all files, then pass 2 (as the source scan does); returns what was printed.
 inline std::string RunPasses(FileParser& parser, const std::vector<std::string>& paths, bool pass2 = true) {
   testing::internal::CaptureStdout();
   for (const std::string& path : paths) parser.ParseAssemblyFile(path, 1);
@@ -34,9 +31,6 @@ inline std::string RunPasses(FileParser& parser, const std::vector<std::string>&
   }
   return testing::internal::GetCapturedStdout();
 }
-
-using testutil::Calls;
-using testutil::Has;
 
 // Image mode over an ELF file, with its maps built and the messages dropped.
 inline void LoadImage(FileParser& p, const std::string& elf, int objdumpKind = 2) {

@@ -1,85 +1,63 @@
-// Both passes over the compiler output of the sample programs. The expected
-// frames are the compiler's stack-usage figures (su/ files) plus the 8 bytes
-// of the frame record for every function with an allocframe, plus constant
-// r29 adjustments; frames that depend on run-time values ("dynamic" in su/)
-// are undetermined.
+// Both passes over the compiler output of the four sample programs. A frame
+// is the compiler's stack-usage figure plus 8 bytes of frame record for each
+// allocframe plus constant r29 adjustments; run-time sized frames are
+// undetermined.
 #include <map>
 #include <set>
 
 #include "PassTestUtil.h"
 
-using passtest::Calls;
 using Strings = std::vector<std::string>;
 
 namespace {
 
-void CheckSample(FileParser& p, const std::string& sample, const std::map<std::string, int>& frames,
-                 const std::set<std::string>& undetermined) {
-  p.sourceFolders = {testutil::DataPath("samples/" + sample + "/asm")};
-  p.warnAtObject = p.warnObjSize = false;  // object declarations are not under test here
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(p.ProcessSourceDirectories(), 0);
-  testing::internal::GetCapturedStdout();
-  std::map<std::string, int> found;  // every function the assembly defines, with its frame
-  std::set<std::string> open;
-  for (const auto& [key, record] : p.functionMap) {
-    if (record->IsFound) found[key] = record->Stack;
-    if (record->BranchType == Undetermined) open.insert(key);
+struct Sample {  // the frame of every function the assembly defines, and one call list
+  const char* name; std::map<std::string, int> frames; std::set<std::string> undetermined;
+  std::string caller; Strings calls;
+};
+
+TEST(SamplePasses, FramesAndCallsOfAllSamples) {
+  const std::vector<Sample> samples = {
+      {"ctrl_loop",
+       {{"factorial", 24}, {"calc_eval", 32}, {"parse_expr-of-calc.s", 40}, {"log_line-of-calc.s", 24},
+        {"parse_term-of-calc.s", 40}, {"parse_factor-of-calc.s", 16}, {"parse_number-of-calc.s", 24},
+        {"pid_init", 24}, {"pid_step", 32}, {"record_history", 8 + 20032}, {"smooth", 56}, {"main", 224},
+        {"sum_abs-of-main.s", 24}, {"log_line-of-main.s", 24}},
+       {"smooth"}, "calc_eval", {"parse_expr-of-calc.s", "log_line-of-calc.s"}},
+      {"dsp_pipeline",  // the weak board_hook of util.s gives way; pipeline_reset is a .set alias
+       {{"board_hook", 24}, {"fft_stage", 32}, {"fft_rec-of-fft.s", 96}, {"saturate-of-fft.s", 0}, {"fir_stage", 360},
+        {"saturate-of-filter.s", 0}, {"iir_stage", 64}, {"main", 568}, {"stats_stage", 24}, {"cmp_int-of-stats.s", 0},
+        {"__pipeline_reset_impl", 0}},
+       {"fft_stage"}, "main",
+       {"__valdrin_memcpy_likely_aligned_min32bytes_mult8bytes", "printf", "board_hook", "__pipeline_reset_impl"}},
+      {"sensor_node",  // call ##f, and report_now, a .set alias of node_report
+       {{"main", 40}, {"node_report", 24}, {"on_temp", 0}, {"on_humidity", 0}, {"read_channel", 0}, {"dispatch", 8},
+        {"channel_rms", 32}},
+       {}, "main", {"node_report", "channel_rms", "hypotf", "printf"}},
+      {"shapes_cpp",  // the destructor handed to __cxa_atexit counts as called
+       {{"main", 72}, {"_ZN3geo9sort_ptrsINS_5ShapeEEEvPPT_i", 40}, {"_ZN3geo5ShapeD2Ev", 0}, {"_ZN3geo5ShapeD0Ev", 0},
+        {"_ZNK3geo5Shape4nameEv", 0}, {"_ZN3geo8RegistryD2Ev", 16}, {"_ZNK3geo5ShapeltERKS0_", 16},
+        {"_ZN3geo5Shape7createdEv", 0}, {"_ZNK3geo4Rect4areaEv", 0}, {"_ZNK3geo6Circle4areaEv", 0},
+        {"_ZN3geo4RectD0Ev", 8}, {"_ZNK3geo4Rect4nameEv", 0}, {"_ZN3geo6CircleD0Ev", 8},
+        {"_ZNK3geo6Circle4nameEv", 0}, {"_GLOBAL__sub_I_shapes.cpp-of-shapes.s", 8}},
+       {}, "_GLOBAL__sub_I_shapes.cpp-of-shapes.s", {"puts", "_ZN3geo8RegistryD2Ev", "__cxa_atexit"}}};
+  for (const Sample& s : samples) {
+    FileParser p;
+    p.sourceFolders = {testutil::DataPath("samples/" + std::string(s.name) + "/asm")};
+    p.warnAtObject = p.warnObjSize = false;
+    int rc = -2;
+    testutil::Captured([&] { rc = p.ProcessSourceDirectories(); });
+    ASSERT_EQ(rc, 0) << s.name;
+    std::map<std::string, int> found;
+    std::set<std::string> open;
+    for (const auto& [key, record] : p.functionMap) {
+      if (record->IsFound) found[key] = record->Stack;
+      if (record->BranchType == Undetermined) open.insert(key);
+    }
+    EXPECT_EQ(found, s.frames) << s.name;
+    EXPECT_EQ(open, s.undetermined) << s.name;
+    EXPECT_EQ(testutil::Calls(p.FindFuncItem(s.caller)), s.calls) << s.name;
   }
-  EXPECT_EQ(found, frames) << sample;
-  EXPECT_EQ(open, undetermined) << sample;
-}
-
-TEST(SamplePasses, CtrlLoopAndDspPipeline) {
-  FileParser p;
-  CheckSample(p, "ctrl_loop",
-              {{"factorial", 16 + 8}, {"calc_eval", 24 + 8}, {"parse_expr-of-calc.s", 32 + 8},
-               {"log_line-of-calc.s", 16 + 8}, {"parse_term-of-calc.s", 32 + 8}, {"parse_factor-of-calc.s", 8 + 8},
-               {"parse_number-of-calc.s", 16 + 8}, {"pid_init", 16 + 8}, {"pid_step", 24 + 8},
-               {"record_history", 0 + 8 + 20032},  // allocframe(#0), then r29 = add(r29,#-20032)
-               {"smooth", 48 + 8},                 // the variable-length array is not counted
-               {"main", 216 + 8}, {"sum_abs-of-main.s", 16 + 8}, {"log_line-of-main.s", 16 + 8}},
-              {"smooth"});
-  EXPECT_EQ(Calls(p.FindFuncItem("factorial")), Strings{"factorial"});
-  EXPECT_EQ(Calls(p.FindFuncItem("calc_eval")), (Strings{"parse_expr-of-calc.s", "log_line-of-calc.s"}));
-  EXPECT_EQ(p.FindFuncItem("printf")->BranchType, Open);
-
-  FileParser q;
-  CheckSample(q, "dsp_pipeline",
-              {{"board_hook", 16 + 8},  // the weak board_hook of util.s gives way
-               {"fft_stage", 24 + 8}, {"fft_rec-of-fft.s", 88 + 8}, {"saturate-of-fft.s", 0}, {"fir_stage", 352 + 8},
-               {"saturate-of-filter.s", 0}, {"iir_stage", 56 + 8}, {"main", 560 + 8}, {"stats_stage", 16 + 8},
-               {"cmp_int-of-stats.s", 0}, {"__pipeline_reset_impl", 0}},
-              {"fft_stage"});
-  // pipeline_reset is a .set alias of __pipeline_reset_impl.
-  EXPECT_EQ(Calls(q.FindFuncItem("main")), (Strings{"__valdrin_memcpy_likely_aligned_min32bytes_mult8bytes",
-                                                    "printf", "board_hook", "__pipeline_reset_impl"}));
-}
-
-TEST(SamplePasses, SensorNodeAndShapesCpp) {
-  FileParser p;
-  CheckSample(p, "sensor_node",
-              {{"main", 32 + 8}, {"node_report", 16 + 8}, {"on_temp", 0}, {"on_humidity", 0}, {"read_channel", 0},
-               {"dispatch", 0 + 8}, {"channel_rms", 24 + 8}},
-              {});
-  // call ##f, and report_now, a .set alias of node_report.
-  EXPECT_EQ(Calls(p.FindFuncItem("main")), (Strings{"node_report", "channel_rms", "hypotf", "printf"}));
-  EXPECT_EQ(p.FindMemItem("calib_offset-of-sensors.s")->Size, 4);
-  EXPECT_EQ(p.FindMemItem("total_energy")->Size, 8);
-
-  FileParser q;
-  CheckSample(q, "shapes_cpp",
-              {{"main", 64 + 8}, {"_ZN3geo9sort_ptrsINS_5ShapeEEEvPPT_i", 32 + 8}, {"_ZN3geo5ShapeD2Ev", 0},
-               {"_ZN3geo5ShapeD0Ev", 0}, {"_ZNK3geo5Shape4nameEv", 0}, {"_ZN3geo8RegistryD2Ev", 8 + 8},
-               {"_ZNK3geo5ShapeltERKS0_", 8 + 8}, {"_ZN3geo5Shape7createdEv", 0}, {"_ZNK3geo4Rect4areaEv", 0},
-               {"_ZNK3geo6Circle4areaEv", 0}, {"_ZN3geo4RectD0Ev", 0 + 8}, {"_ZNK3geo4Rect4nameEv", 0},
-               {"_ZN3geo6CircleD0Ev", 0 + 8}, {"_ZNK3geo6Circle4nameEv", 0},
-               {"_GLOBAL__sub_I_shapes.cpp-of-shapes.s", 0 + 8}},
-              {});
-  // The destructor whose address goes to __cxa_atexit counts as called.
-  const __func_attr* init = q.FindFuncItem("_GLOBAL__sub_I_shapes.cpp-of-shapes.s");
-  EXPECT_EQ(Calls(init), (Strings{"puts", "_ZN3geo8RegistryD2Ev", "__cxa_atexit"}));
-  EXPECT_TRUE(init->HasPtrToFunc);
 }
 
 }  // namespace

