@@ -15,17 +15,14 @@ enum : uint32_t { kProgBits = 1, kRela = 4, kNoBits = 8 };
 
 struct Symbol {
   std::string name;
-  uint32_t value = 0;
-  uint32_t size = 0;
-  uint8_t type = kFunc;
-  uint8_t bind = kGlobal;
+  uint32_t value = 0, size = 0;
+  uint8_t type = kFunc, bind = kGlobal;
   uint16_t section = 1;
 };
 
 struct Section {
   std::string name;
-  uint32_t type = kProgBits;
-  uint32_t address = 0;
+  uint32_t type = kProgBits, address = 0;
   std::string data;
   uint32_t entrySize = 0;
 };
@@ -48,56 +45,40 @@ struct Image {
   std::vector<Section> sections;
   std::vector<Symbol> symbols;
   bool withSymtab = true;
-  size_t symtabOffset = 0;  // where the last Build() put the symbols
-  size_t sectionTable = 0;
+  size_t symtabOffset = 0, sectionTable = 0;  // where the last Build() put them
 
   size_t SectionHeader(size_t index) const { return sectionTable + index * 40; }
 
   std::string Build() {
-    std::string out(52, '\0');
-    out.replace(0, 7, "\x7f" "ELF\1\1\1", 7);
-    Put(out, 16, 2, 2), Put(out, 18, 0x5644, 2);  // a relocatable file for the Valdrin machine
     std::vector<Section> all = sections;
-    std::vector<uint32_t> offsets;
-    for (const Section& s : all) {
-      offsets.push_back(static_cast<uint32_t>(out.size()));
-      if (s.type != kNoBits) out += s.data;
-    }
     if (withSymtab) {
       std::string strtab(1, '\0'), symtab(16, '\0');
       for (const Symbol& sym : symbols) {
-        std::string entry = Words({static_cast<uint32_t>(strtab.size()), sym.value, sym.size, 0});
-        entry[12] = static_cast<char>(sym.bind << 4 | sym.type);
-        Put(entry, 14, sym.section, 2);
-        symtab += entry;
+        symtab += Words({static_cast<uint32_t>(strtab.size()), sym.value, sym.size,  // info, other, section index
+                         static_cast<uint32_t>(sym.bind << 4 | sym.type | sym.section << 16)});
         strtab += sym.name + '\0';
       }
-      symtabOffset = out.size();
       all.insert(all.end(), {{".symtab", 2, 0, symtab, 16}, {".strtab", 3, 0, strtab, 0}});
-      offsets.insert(offsets.end(), {static_cast<uint32_t>(out.size()), static_cast<uint32_t>(out.size() + symtab.size())});
-      out += symtab + strtab;
     }
-    std::string names(1, '\0');
-    std::vector<uint32_t> nameOffsets;
-    all.push_back({".shstrtab", 3, 0, "", 0});
-    for (const Section& s : all) {
-      nameOffsets.push_back(static_cast<uint32_t>(names.size()));
-      names += s.name + '\0';
+    all.push_back({".shstrtab", 3, 0, std::string(1, '\0'), 0});
+    for (const Section& s : all) all.back().data += s.name + '\0';
+    uint32_t nameAt = 1;
+    std::string out(52, '\0'), table(40, '\0');  // the header; the null section
+    out.replace(0, 7, "\x7f" "ELF\1\1\1", 7);
+    Put(out, 16, 2, 2), Put(out, 18, 0x5644, 2);  // a relocatable file for the Valdrin machine
+    for (size_t i = 0; i < all.size(); ++i) {
+      if (withSymtab && i == sections.size()) symtabOffset = out.size();
+      table += Words({nameAt, all[i].type, 0, all[i].address, static_cast<uint32_t>(out.size()),
+                      static_cast<uint32_t>(all[i].data.size()), 0, 0, 0, all[i].entrySize});
+      if (all[i].type != kNoBits) out += all[i].data;
+      nameAt += static_cast<uint32_t>(all[i].name.size() + 1);
     }
-    all.back().data = names;
-    offsets.push_back(static_cast<uint32_t>(out.size()));
-    out += names;
     out.resize((out.size() + 3) & ~size_t{3});
     sectionTable = out.size();
     // Section header table offset, section count, index of .shstrtab.
     Put(out, 32, static_cast<uint32_t>(sectionTable)), Put(out, 48, static_cast<uint32_t>(all.size() + 1), 2);
     Put(out, 50, static_cast<uint32_t>(all.size()), 2);
-    out += std::string(40, '\0');  // the null section
-    for (size_t i = 0; i < all.size(); ++i) {
-      out += Words({nameOffsets[i], all[i].type, 0, all[i].address, offsets[i],
-                    static_cast<uint32_t>(all[i].data.size()), 0, 0, 0, all[i].entrySize});
-    }
-    return out;
+    return out + table;
   }
 };
 
