@@ -50,8 +50,10 @@ TEST(SourceScan, SortedCanonicalPathsWithoutFollowingLinksOrRepeats) {
 TEST(SourceScan, FailingAndVeryDeepFolders) {
   TempDir tmp;
   testutil::MakeDirs(tmp / "empty");
+  testutil::WriteFile(tmp / "plain.txt", "");
   for (const auto& [folder, message] : std::vector<std::pair<std::string, std::string>>{
            {tmp / "missing", "Error: Scan failed for directory: " + tmp / "missing\n"},
+           {tmp / "plain.txt", "Error: Scan failed for directory: " + tmp / "plain.txt\n"},
            {tmp / "empty", "0 assembly files found\n"}}) {
     FileParser q;
     q.sourceFolders = {folder};
