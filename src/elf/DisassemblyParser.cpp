@@ -87,7 +87,7 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
 }
 
 void FileParser::ParseListingSegment(std::string_view segment, bool first) {
-  current.currentLine.assign(segment);
+  statementText_ = segment;
   if (first && StartsWith(segment, "Disassembly of section ")) {
     // A per-function section of a relocatable object has its own relocation
     // section; any other section leaves the function map empty.
@@ -101,18 +101,38 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
     }
   }
   int keep = first ? DisAsmLineHasKeywords() : DisAsmLineHasKeywords2();
-  if (keep == 1) {
-    current.lineText.assign(segment);
-    UpdateLineCache();
-    if (!skipFunction) ProcessKeywordsDisassembly();
-  }
+  if (keep != 1) return;
+  UpdateLineCache(segment, statementTokens_[0], statementTokens_[1], statementTokens_[2]);
+  // Most instructions are neither frame, call nor address forms: they are
+  // never copied into the statement fields.
+  if (skipFunction || !ListingLineMayMatter()) return;
+  current.ClearTokens();
+  current.currentLine.assign(segment);
+  current.lineText.assign(segment);
+  std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
+  for (size_t i = 0; i < statementTokenCount_; ++i) fields[i]->assign(statementTokens_[i]);
+  ProcessKeywordsDisassembly();
+}
+
+bool FileParser::ListingLineMayMatter() const {
+  const std::string_view none;
+  auto token = [&](size_t i) { return i < statementTokenCount_ ? statementTokens_[i] : none; };
+  const std::string_view t1 = token(0), t2 = token(1), t3 = token(2), t4 = token(3), t5 = token(4);
+  // The keyword tests of the line handler, each as loose or looser.
+  if (t1 == "allocframe" || t1 == "r29" || t1 == "call" || t2 == "call") return true;
+  if (Contains(t1, "jump") || Contains(t2, "jump")) return true;
+  if (Contains(t1, ".l") || Contains(t1, ".h") || Contains(t1, "R_VLD")) return true;
+  if (t1 == "memw" && Contains(t5, "##")) return true;
+  if (t1.empty() || t1[0] != 'r') return false;
+  return t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#") || Contains(t2, "##") ||
+         Contains(t3, "##") || Contains(t4, "##");
 }
 
 int FileParser::DisAsmLineHasKeywords() {
-  current.ClearTokens();
+  ClearStatementTokens();
   current.lineLabel.clear();
   const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
-  Tokenizer tokens(current.currentLine);
+  Tokenizer tokens(statementText_);
   std::string_view firstToken, secondToken;
   if (!tokens.Next(delimiters, firstToken)) return 0;
   bool hasSecond = tokens.Next(delimiters, secondToken);
@@ -134,7 +154,7 @@ int FileParser::DisAsmLineHasKeywords() {
   }
 
   current.lineLabel.assign(label);
-  if (Contains(current.currentLine, "{")) current.packetAddress = current.lineLabel;
+  if (Contains(statementText_, "{")) current.packetAddress = current.lineLabel;
   if (!pendingFunction.empty()) {
     if (SetCurrentDisAsmFunction(pendingFunction, current.lineLabel) == -1) {
       PRINTS("Error: Function %s does not exist in elf file.", pendingFunction, kHandlerFailed);
@@ -145,9 +165,9 @@ int FileParser::DisAsmLineHasKeywords() {
 
   if (secondToken[0] == 'R') {
     // A relocation line under the instruction it patches.
-    current.token1.assign(secondToken);
+    statementTokens_[statementTokenCount_++] = secondToken;
     std::string_view symbol;
-    if (tokens.Next(delimiters, symbol)) current.token2.assign(symbol);
+    if (tokens.Next(delimiters, symbol)) statementTokens_[statementTokenCount_++] = symbol;
     return 1;
   }
   // Skip the rest of the encoding (three more bytes and the word).
@@ -155,22 +175,22 @@ int FileParser::DisAsmLineHasKeywords() {
   for (int i = 0; i < 4; ++i) {
     if (!tokens.Next(kBlankDelimiters, skipped)) return 0;
   }
-  std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
-  std::string_view token;
-  int count = 0;
-  while (count < 5 && tokens.Next(delimiters, token)) fields[count++]->assign(token);
-  return count > 0 ? 1 : 0;
+  return ReadListingTokens(tokens, delimiters);
 }
 
 int FileParser::DisAsmLineHasKeywords2() {
-  current.ClearTokens();
+  ClearStatementTokens();
   const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
-  Tokenizer tokens(current.currentLine);
-  std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
+  Tokenizer tokens(statementText_);
+  return ReadListingTokens(tokens, delimiters);
+}
+
+int FileParser::ReadListingTokens(Tokenizer& tokens, const DelimiterSet& delimiters) {
   std::string_view token;
-  int count = 0;
-  while (count < 5 && tokens.Next(delimiters, token)) fields[count++]->assign(token);
-  return count > 0 ? 1 : 0;
+  while (statementTokenCount_ < kStatementTokens && tokens.Next(delimiters, token)) {
+    statementTokens_[statementTokenCount_++] = token;
+  }
+  return statementTokenCount_ > 0 ? 1 : 0;
 }
 
 int FileParser::SetCurrentDisAsmFunction(std::string name, std::string address) {

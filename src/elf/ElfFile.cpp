@@ -122,6 +122,7 @@ void ElfFile::Reset() {
   symtabFound_ = false;
   dynSymbolCount_ = 0;
   functions_.clear();
+  functionRanges_.clear();
   dynFunctions_.clear();
   objects_.clear();
   notypes_.clear();
@@ -436,8 +437,11 @@ void ElfFile::BldFcnSymList() {
                    [](const auto& a, const auto& b) { return SymbolLess(a.first, b.first); });
   functions_.reserve(functions.size());
   functionOfSymbol_.assign(symbols_.size(), 0);
+  functionRanges_.clear();
+  functionRanges_.reserve(functions.size());
   for (const auto& [rec, symbolIndex] : functions) {
     functions_.push_back(rec);
+    functionRanges_.push_back({rec.startAddress, rec.endAddress});
     functionOfSymbol_[symbolIndex] = static_cast<uint32_t>(functions_.size());
   }
 }
@@ -468,10 +472,13 @@ void ElfFile::BldObjSymList() {
 }
 
 fcn_symbols* ElfFile::GetFcnSymForAddr(uint32_t addr) {
-  fcn_symbols* base = functions_.data();
-  fcn_symbols* found =
-      BinarySearch(base, functions_.size(), addr, CompareAddrIn<fcn_symbols>);
-  return StepBack(base, found, addr, CompareAddrIn<fcn_symbols>);
+  // The same search over the address ranges alone: five times denser than
+  // the records, so the probes of a large image miss the cache far less.
+  if (functionRanges_.size() != functions_.size()) return nullptr;
+  AddressRange* base = functionRanges_.data();
+  AddressRange* found = BinarySearch(base, functionRanges_.size(), addr, CompareAddrIn<AddressRange>);
+  found = StepBack(base, found, addr, CompareAddrIn<AddressRange>);
+  return found == nullptr ? nullptr : &functions_[static_cast<size_t>(found - base)];
 }
 
 const char* ElfFile::GetFcnNameForAddr(uint32_t addr) {

@@ -150,6 +150,11 @@ class ElfFile {
   bool symtabFound_ = false;
   size_t dynSymbolCount_ = 0;  // .dynsym is located for the dump only
   std::vector<fcn_symbols> functions_;
+  struct AddressRange {
+    uint32_t startAddress;
+    uint32_t endAddress;
+  };
+  std::vector<AddressRange> functionRanges_;  // of functions_, index for index
   std::vector<fcn_symbols> dynFunctions_;  // never filled: nothing asks for dynamic functions
   std::vector<obj_symbols> objects_;
   std::vector<obj_symbols> notypes_;

@@ -14,6 +14,9 @@
 
 #include "database/AssemblyData.h"
 
+class Tokenizer;
+class DelimiterSet;
+
 // One cached statement (source statement or listing segment).
 struct ProcessedSourceLine {
   std::string lineText;
@@ -104,7 +107,16 @@ class FileParser : public AssemblyData {
 
   // ---- Statements, tokens, line cache ------------------------------------
   bool SourceLineHasKeywords();
+  // Whether the statement just tokenised can change anything in the given
+  // pass; a cheap superset of what the pass handlers act on.
+  bool StatementMayMatter(int pass) const;
+  // Fills `current` from the statement and its tokens, for the pass handlers.
+  void FillStatementFields();
   void UpdateLineCache();
+  // Listing segments: the text and the tokens the look-back reads, which
+  // are views into that text.
+  void UpdateLineCache(std::string_view text, std::string_view token1, std::string_view token2,
+                       std::string_view token3);
   void ClearLineCache();
   int FindTextSection(FILE* stream);
   // Reads a whole file statement by statement and hands every accepted
@@ -174,6 +186,14 @@ class FileParser : public AssemblyData {
   int ResolveAliases(__func_attr* record);
   ElfFile* ListingElf() const;
   void ParseListingSegment(std::string_view segment, bool first);
+  int ReadListingTokens(Tokenizer& tokens, const DelimiterSet& delimiters);
+  // Whether the listing line just tokenised can change anything; a cheap
+  // superset of what the line handler acts on.
+  bool ListingLineMayMatter() const;
+  void ClearStatementTokens() {
+    for (std::string_view& token : statementTokens_) token = {};
+    statementTokenCount_ = 0;
+  }
   bool RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value);
   static fcn_symbols* NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address);
   __func_attr* FindListedFunction(const std::string& name, const std::string& address);
@@ -296,10 +316,28 @@ class FileParser : public AssemblyData {
 
  private:
   static constexpr size_t kLineCacheSize = 20;
-  ProcessedSourceLine lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
+  // One cached statement: its text and where the tokens the look-back reads
+  // lie in it. Copying one string per statement instead of five keeps the
+  // cache cheap; the look-back, which is rare, rebuilds the fields.
+  struct CachedStatement {
+    std::string text;
+    uint16_t start[3] = {};
+    uint16_t length[3] = {};
+    bool lowered = false;  // source statements fill the lower-case fields
+  };
+  void StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count, bool lowered);
+  CachedStatement lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
+  mutable ProcessedSourceLine cachedLine_;     // the entry CachedLine rebuilt last
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;
   std::vector<char> readBuffer_;  // block buffer of the statement reader, kept from file to file
+  // The statement being read and its first tokens (four of a source
+  // statement, five of a listing instruction), as views into the read
+  // buffer; `current` is filled from them only when a handler needs it.
+  static constexpr size_t kStatementTokens = 5;
+  std::string_view statementText_;
+  std::string_view statementTokens_[kStatementTokens];
+  size_t statementTokenCount_ = 0;
   // Local keys: the "-of-" suffix of the last qualifier, and a key buffer.
   std::string localKeyQualifier_;
   std::string localKeySuffix_;

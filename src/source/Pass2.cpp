@@ -348,7 +348,9 @@ const std::string& FileParser::LocalKey(const std::string& name, const std::stri
 
 __func_attr* FileParser::FindFunction(const std::string& name, const std::string& qualifier) {
   // A file-local definition wins over a global one of the same name.
-  if (__func_attr* local = FindFuncItem(LocalKey(name, qualifier))) return local;
+  if (functionMap.MayHaveLocalKey(name)) {
+    if (__func_attr* local = FindFuncItem(LocalKey(name, qualifier))) return local;
+  }
   return FindFuncItem(name);
 }
 

@@ -23,12 +23,16 @@ void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass)
 }
 
 void FileParser::HandleStatement(std::string_view statement, const std::string& path, int pass) {
-  current.lineText.assign(statement);
+  statementText_ = statement;
   if (!SourceLineHasKeywords()) return;
   // The cache serves the register search of pass 2 inside a function body,
   // and setting a function clears it: pass 1 and statements outside any
   // measured body would only fill it for nothing.
   if (pass == 2 && currentFunction != nullptr && !foreignFunction) UpdateLineCache();
+  // Most statements are instructions no pass acts on: they are never
+  // copied into the statement fields.
+  if (!StatementMayMatter(pass)) return;
+  FillStatementFields();
   if (pass == 1) {
     ProcessKeywordsPass1(path);
   } else {
@@ -37,43 +41,35 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
 }
 
 bool FileParser::SourceLineHasKeywords() {
-  current.ClearTokens();
-
   const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
-  Tokenizer tokenizer(current.lineText);
+  Tokenizer tokenizer(statementText_);
+  statementTokenCount_ = 0;
   std::string_view token;
-  if (!tokenizer.Next(delimiters, token) || token.front() == '#') return false;
-  // The fields are empty here: appending is the cheapest way to fill them.
-  current.token1.append(token);
-  AppendLower(current.lowerToken1, token);
-  if (tokenizer.Next(delimiters, token)) {
-    current.token2.append(token);
-    AppendLower(current.lowerToken2, token);
-    if (tokenizer.Next(delimiters, token)) {
-      current.token3.append(token);
-      AppendLower(current.lowerToken3, token);
-      if (tokenizer.Next(delimiters, token)) current.token4.append(token);
-    }
+  while (statementTokenCount_ < 4 && tokenizer.Next(delimiters, token)) {
+    statementTokens_[statementTokenCount_++] = token;
   }
+  if (statementTokenCount_ == 0 || statementTokens_[0].front() == '#') return false;
 
   // Macro bodies are invisible to both passes; .endm always returns to text.
-  const std::string_view first = current.lowerToken1;
-  if (first == ".macro") {
+  const std::string_view first = statementTokens_[0];
+  if (first.front() != '.') return sectionState != SectionMacro;
+  if (EqualsLower(first, ".macro")) {
     sectionState = SectionMacro;
     return false;
   }
-  if (first == ".endm") {
+  if (EqualsLower(first, ".endm")) {
     sectionState = SectionText;
     return false;
   }
   if (sectionState == SectionMacro) return false;
 
-  if (first == ".text") {
+  if (EqualsLower(first, ".text")) {
     sectionState = SectionText;
-  } else if (first == ".data") {
+  } else if (EqualsLower(first, ".data")) {
     sectionState = SectionData;
-  } else if (first == ".section") {
-    const std::string_view name = current.lowerToken2;
+  } else if (EqualsLower(first, ".section")) {
+    std::string name;
+    if (statementTokenCount_ > 1) AppendLower(name, statementTokens_[1]);
     if (Contains(name, "text")) {
       sectionState = SectionText;
     } else if (Contains(name, "bss") || Contains(name, "data")) {
@@ -89,19 +85,73 @@ bool FileParser::SourceLineHasKeywords() {
   return true;
 }
 
-void FileParser::UpdateLineCache() {
+bool FileParser::StatementMayMatter(int pass) const {
+  const std::string_view none;
+  const std::string_view t1 = statementTokens_[0];
+  const std::string_view t2 = statementTokenCount_ > 1 ? statementTokens_[1] : none;
+  const std::string_view t3 = statementTokenCount_ > 2 ? statementTokens_[2] : none;
+  const std::string_view t4 = statementTokenCount_ > 3 ? statementTokens_[3] : none;
+  // Directives (.size, .globl, .comm, ...), labels, and the marker macros
+  // function_begin, function_end, fallthrough_tail_call, valdrin_opt_func_*.
+  if (t1.find('.') != std::string_view::npos || t1.back() == ':') return true;
+  const char c = LowerAscii(t1.front());
+  if (c == 'f' || c == 'v') return true;
+  if (EqualsLower(t1, "jumpr")) return true;
+  if (pass == 1) return !t3.empty() && t3.front() == '@';  // .type-like name,@function
+
+  if (EqualsLower(t2, "r31")) return true;  // counts as a return
+  if (foreignFunction) return false;
+  if (ContainsLower(t1, "allocframe") || EqualsLower(t1, "r29") || EqualsLower(t1, "sp")) return true;
+  if (EqualsLower(t1, "call") || EqualsLower(t3, "call")) return true;
+  if (ContainsLower(t1, "jump") || ContainsLower(t3, "jump")) return true;
+  // Function addresses: CONST32(#f), #hi(f) and ##f in a register write,
+  // ##f stored to memory.
+  if (c == 'r' && t2.find('#') != std::string_view::npos) return true;
+  return Contains(t2, "##") || Contains(t3, "##") || Contains(t4, "##");
+}
+
+void FileParser::FillStatementFields() {
+  current.ClearTokens();
+  current.lineText.assign(statementText_);
+  std::string* const fields[] = {&current.token1, &current.token2, &current.token3, &current.token4};
+  std::string* const lower[] = {&current.lowerToken1, &current.lowerToken2, &current.lowerToken3};
+  for (size_t i = 0; i < statementTokenCount_; ++i) {
+    fields[i]->append(statementTokens_[i]);
+    if (i < 3) AppendLower(*lower[i], statementTokens_[i]);
+  }
+}
+
+void FileParser::StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count,
+                                      bool lowered) {
   // The slot of the oldest entry becomes the newest; assigning into it keeps
-  // the capacity of its strings, so a warm cache never allocates.
+  // the capacity of its string, so a warm cache never allocates.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
-  ProcessedSourceLine& slot = lineCache_[lineCacheHead_];
-  // Only the fields the register look-back reads are kept; the others
-  // would double the copying done for every statement and listing line.
-  slot.lineText = current.lineText;
-  slot.token1 = current.token1;
-  slot.token2 = current.token2;
-  slot.lowerToken1 = current.lowerToken1;
-  slot.lowerToken3 = current.lowerToken3;
+  CachedStatement& slot = lineCache_[lineCacheHead_];
+  slot.text.assign(text);
+  slot.lowered = lowered;
+  for (size_t i = 0; i < 3; ++i) {
+    slot.start[i] = 0;
+    slot.length[i] = 0;
+    if (i >= count || tokens[i].empty()) continue;
+    // Tokens are views into the text (at most 1023 characters).
+    const size_t offset = static_cast<size_t>(tokens[i].data() - text.data());
+    if (offset <= text.size() && tokens[i].size() <= text.size() - offset) {
+      slot.start[i] = static_cast<uint16_t>(offset);
+      slot.length[i] = static_cast<uint16_t>(tokens[i].size());
+    }
+  }
   if (lineCacheCount_ < kLineCacheSize) ++lineCacheCount_;
+}
+
+void FileParser::UpdateLineCache() {
+  StoreCachedStatement(statementText_, statementTokens_, statementTokenCount_, true);
+}
+
+void FileParser::UpdateLineCache(std::string_view text, std::string_view token1, std::string_view token2,
+                                 std::string_view token3) {
+  // Listing tokens are never lowered: the look-back reads them as they are.
+  const std::string_view tokens[] = {token1, token2, token3};
+  StoreCachedStatement(text, tokens, 3, false);
 }
 
 void FileParser::ClearLineCache() { lineCacheCount_ = 0; }
@@ -110,7 +160,20 @@ const ProcessedSourceLine& FileParser::CachedLine(size_t index) const {
   // Out-of-range indexes are clamped to the oldest entry rather than read
   // past the ring.
   if (lineCacheCount_ != 0 && index >= lineCacheCount_) index = lineCacheCount_ - 1;
-  return lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
+  const CachedStatement& slot =
+      lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
+  auto token = [&slot](size_t i) { return std::string_view(slot.text).substr(slot.start[i], slot.length[i]); };
+  ProcessedSourceLine& line = cachedLine_;
+  line.lineText = slot.text;
+  line.token1 = token(0);
+  line.token2 = token(1);
+  line.lowerToken1.clear();
+  line.lowerToken3.clear();
+  if (slot.lowered) {
+    AppendLower(line.lowerToken1, token(0));
+    AppendLower(line.lowerToken3, token(2));
+  }
+  return line;
 }
 
 int FileParser::FindTextSection(FILE* stream) {

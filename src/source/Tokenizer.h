@@ -104,3 +104,23 @@ inline void AppendLower(std::string& dst, std::string_view text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
 }
+
+inline char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// Whether text in ASCII lower case equals word (given in lower case).
+inline bool EqualsLower(std::string_view text, std::string_view word) {
+  if (text.size() != word.size()) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (LowerAscii(text[i]) != word[i]) return false;
+  }
+  return true;
+}
+
+// Whether text in ASCII lower case contains word (given in lower case).
+inline bool ContainsLower(std::string_view text, std::string_view word) {
+  if (word.size() > text.size()) return false;
+  for (size_t i = 0; i + word.size() <= text.size(); ++i) {
+    if (EqualsLower(text.substr(i, word.size()), word)) return true;
+  }
+  return false;
+}
