@@ -4,11 +4,41 @@
 
 #include <algorithm>
 #include <cstring>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace {
+
+// Position of the first newline, ';' or NUL among the n bytes at p, or n.
+// May read up to 15 bytes past p + n.
+size_t FindLineStop(const char* p, size_t n) {
+#ifdef __SSE2__
+  const __m128i newline = _mm_set1_epi8('\n');
+  const __m128i semicolon = _mm_set1_epi8(';');
+  const __m128i nul = _mm_setzero_si128();
+  for (size_t i = 0; i < n; i += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, newline), _mm_cmpeq_epi8(v, semicolon)),
+                                     _mm_cmpeq_epi8(v, nul));
+    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(hit));
+    if (mask != 0) return std::min(n, i + static_cast<size_t>(__builtin_ctz(mask)));
+  }
+  return n;
+#else
+  for (size_t i = 0; i < n; ++i) {
+    if (p[i] == '\n' || p[i] == ';' || p[i] == '\0') return i;
+  }
+  return n;
+#endif
+}
+
+}  // namespace
 
 BlockLineReader::BlockLineReader(std::FILE* file, std::vector<char>& buffer, size_t blockSize)
     : file_(file), buffer_(buffer), blockSize_(std::max(blockSize, kLineBufferSize)) {
   // Room for a whole block after a carried-over line start.
-  const size_t needed = blockSize_ + kLineBufferSize;
+  const size_t needed = blockSize_ + kLineBufferSize + kScanSlack;
   if (buffer_.size() < needed) buffer_.resize(needed);
 }
 
@@ -22,7 +52,7 @@ bool BlockLineReader::Fill() {
   if (rest != 0 && pos_ != 0) std::memmove(buffer_.data(), buffer_.data() + pos_, rest);
   pos_ = 0;
   end_ = rest;
-  const size_t room = std::min(blockSize_, buffer_.size() - end_);
+  const size_t room = std::min(blockSize_, buffer_.size() - kScanSlack - end_);
   const size_t got = std::fread(buffer_.data() + end_, 1, room, file_);
   end_ += got;
   if (got == 0) eof_ = true;
@@ -70,6 +100,24 @@ bool BlockLineReader::ReadLine(std::string_view& line, size_t& consumed) {
       return false;
     }
     return true;
+  }
+}
+
+bool BlockLineReader::ReadPlainLine(std::string_view& line) {
+  if (failed_) return false;
+  for (;;) {
+    const size_t available = end_ - pos_;
+    const size_t scan = std::min(available, kLineBufferSize);
+    const char* start = buffer_.data() + pos_;
+    const size_t stop = FindLineStop(start, scan);
+    if (stop < scan) {
+      if (start[stop] != '\n') return false;
+      line = std::string_view(start, stop);
+      pos_ += stop + 1;
+      return true;
+    }
+    // An overlong line or the end of the file: the general path decides.
+    if (available >= kLineBufferSize || eof_ || !Fill()) return false;
   }
 }
 

@@ -33,7 +33,17 @@ class BlockLineReader {
   // nothing left to read. The view stays valid until the next Peek/ReadLine.
   bool ReadLine(std::string_view& line, size_t& consumed);
 
+  // Reads the next line only when it is plain: ended by a newline within
+  // the first 1024 characters and free of ';' and NUL, so that it is one
+  // whole statement. Otherwise nothing is consumed and false is returned,
+  // and ReadLine gives the line. Almost every line of compiler output is
+  // plain; one scan finds its end where the general path needs three.
+  bool ReadPlainLine(std::string_view& line);
+
  private:
+  // Bytes after the data that a 16-byte scan may read but never uses.
+  static constexpr size_t kScanSlack = 16;
+
   bool Fill();
 
   std::FILE* file_;

@@ -12,7 +12,13 @@ void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass)
   std::string_view line;
   std::string_view statement;
   size_t consumed = 0;
-  while (reader.Peek() != EOF) {
+  for (;;) {
+    if (reader.ReadPlainLine(line)) {
+      ++lineNumber;
+      if (!line.empty()) HandleStatement(line, path, pass);
+      continue;
+    }
+    if (reader.Peek() == EOF) break;
     ++lineNumber;
     // A failed read (a line of 1024 characters or more) still yields its
     // first 1023 characters; the stream then reports end of file.

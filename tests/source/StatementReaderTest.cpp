@@ -30,7 +30,8 @@ Statements ReferenceStatements(const std::string& content) {
   return result;
 }
 
-Statements ReaderStatements(const std::string& content, size_t blockSize) {
+// The read loop of the parser: plain lines first, the general path for the rest.
+Statements ReaderStatements(const std::string& content, size_t blockSize, bool plainFirst) {
   std::string copy = content;
   std::FILE* file = copy.empty() ? nullptr : fmemopen(copy.data(), copy.size(), "r");
   std::vector<char> buffer;
@@ -38,7 +39,12 @@ Statements ReaderStatements(const std::string& content, size_t blockSize) {
   Statements result;
   std::string_view line, statement;
   size_t consumed = 0;
-  for (int number = 1; reader.Peek() != EOF; ++number) {
+  for (int number = 1;; ++number) {
+    if (plainFirst && reader.ReadPlainLine(line)) {
+      if (!line.empty()) result.emplace_back(number, std::string(line));
+      continue;
+    }
+    if (reader.Peek() == EOF) break;
     reader.ReadLine(line, consumed);
     StatementSplitter splitter(line, consumed);
     while (splitter.Next(statement)) result.emplace_back(number, std::string(statement));
@@ -59,8 +65,9 @@ TEST(StatementReader, MatchesStreamReadsOnRandomInput) {
       content += alphabet[random() % alphabet.size()];
     }
     const Statements expected = ReferenceStatements(content);
-    ASSERT_EQ(ReaderStatements(content, 1024), expected) << "round " << round;
-    ASSERT_EQ(ReaderStatements(content, BlockLineReader::kDefaultBlockSize), expected);
+    ASSERT_EQ(ReaderStatements(content, 1024, false), expected) << "round " << round;
+    ASSERT_EQ(ReaderStatements(content, 1024, true), expected) << "round " << round;
+    ASSERT_EQ(ReaderStatements(content, BlockLineReader::kDefaultBlockSize, true), expected);
   }
 }
 
