@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -115,6 +116,18 @@ class AssemblyData {
   int InsertSizeItem(int32_t stack, __func_attr* record);
   int CopyFuncItemsToSizeMap();
   bool IsFilterFunction(std::string_view name) const;
+  // Resolves every call list to records once, in one table: the resolution
+  // and the reports walk the two million edges of a large program several
+  // times, and a key lookup per edge and walk dominated their time. Rebuilt
+  // when a function was added or removed or a call list grew since.
+  void EnsureCalleeTable();
+  bool CalleeTableCovers(const __func_attr* record) const;
+  // The records of a call list (null for unknown keys), from the table when
+  // it covers the record.
+  std::span<__func_attr* const> CalleesOf(const __func_attr* record);
+  // Whether the edge at a table position names a filter function.
+  bool CalleeIsFilter(size_t position) const { return calleeIsFilter_[position] != 0; }
+  __func_attr* CalleeAt(size_t position) const { return calleeTable_[position]; }
 
   // ---- Warnings -------------------------------------------------------
   void PrintWarning(const std::string& format, const std::string& name, const std::string& path,
@@ -220,12 +233,19 @@ class AssemblyData {
   struct PathStep {
     const __func_attr* next = nullptr;
     bool unknownCallee = false;
+    bool known = false;      // next and unknownCallee are worked out
     uint32_t visitedBy = 0;  // number of the path that last passed here
   };
-  using PathSteps = std::unordered_map<const __func_attr*, PathStep>;
+  using PathSteps = std::vector<PathStep>;  // by record ordinal
   int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& steps, uint32_t pathNumber);
   // The records of one call list, reused from record to record.
   std::vector<__func_attr*> calleeBuffer_;
+  // Callee records of every function, record by record in key order, and
+  // whether each edge's key names a filter function.
+  std::vector<__func_attr*> calleeTable_;
+  std::vector<uint8_t> calleeIsFilter_;
+  uint64_t calleeTableVersion_ = ~uint64_t{0};
+  uint64_t calleeTableFilterVersion_ = ~uint64_t{0};
 
   std::vector<char> msgBuffer_;
 };

@@ -71,6 +71,11 @@ struct __func_attr {
   // Records that came from outside the sources (aid files, toolchain
   // libraries): a definition found in the sources replaces them.
   bool IsReplaceable = false;
+  // Where the record's callees lie in the database's callee table (see
+  // AssemblyData::EnsureCalleeTable), and its position in key order.
+  size_t ordinal = 0;
+  size_t calleeBegin = 0;
+  size_t calleeCount = 0;
 };
 
 struct __mem_attr {
@@ -107,6 +112,9 @@ class FuncMap {
   const_iterator end() const { return map_.end(); }
   size_t size() const { return map_.size(); }
   bool empty() const { return map_.empty(); }
+  // Changes with every insertion and removal: tables built from the map
+  // tell by it whether they still describe it.
+  uint64_t Version() const { return version_; }
 
   iterator find(std::string_view key) {
     const Slot* slot = Lookup(key, std::hash<std::string_view>{}(key));
@@ -158,7 +166,10 @@ class FuncMap {
 
   std::pair<iterator, bool> try_emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
     auto result = map_.try_emplace(key, std::move(value));
-    if (result.second) Index(result.first);
+    if (result.second) {
+      Index(result.first);
+      ++version_;
+    }
     return result;
   }
   std::pair<iterator, bool> emplace(const std::string& key, std::unique_ptr<__func_attr> value) {
@@ -166,6 +177,7 @@ class FuncMap {
   }
   iterator erase(iterator it) {
     Unindex(it->first);
+    ++version_;
     return map_.erase(it);
   }
   size_t erase(std::string_view key) {
@@ -178,6 +190,7 @@ class FuncMap {
     slots_.clear();
     map_.clear();
     std::fill(localFilter_.begin(), localFilter_.end(), 0);
+    ++version_;
   }
 
  private:
@@ -255,6 +268,7 @@ class FuncMap {
   static constexpr size_t kLocalFilterBits = size_t{1} << 20;
 
   Map map_;
+  uint64_t version_ = 0;
   std::vector<Slot> slots_;
   std::vector<uint64_t> localFilter_ = std::vector<uint64_t>(kLocalFilterBits / 64);
 };

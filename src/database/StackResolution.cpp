@@ -19,10 +19,10 @@ namespace {
 
 struct WalkFrame {
   __func_attr* function;
-  std::vector<std::string>::const_iterator next;  // next callee to look at
-  size_t calleeBase;                              // the function's callees in the shared list
-  size_t calleeIndex;                             // record of *next
-  __func_attr* callee;                           // callee whose resolution is pending
+  std::vector<std::string>::const_iterator next;  // key of the edge at position
+  size_t position;                                // next edge in the callee table
+  size_t end;
+  __func_attr* callee;  // callee whose resolution is pending
   int32_t maxCum;
   int32_t maxUser;
   bool isFilter;
@@ -34,20 +34,17 @@ int32_t WrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
-// Callee and filter lookups of one resolution. Resolving every function
-// puts the filter names into a hash set first: the filter map is
-// string-compared and asked for every call.
+// Whether a function is a filter function. Resolving every function puts
+// the filter names into a hash set first: the filter map is string-compared.
 class Lookup {
  public:
   Lookup(const AssemblyData& db, bool indexFilters) : db_(db), indexed_(indexFilters) {
     if (!indexed_) return;
     for (const auto& [key, record] : db.filterFunctionMap) filters_.insert(key);
   }
-  void Functions(const CallList& calls, std::vector<__func_attr*>& out) const {
-    db_.functionMap.FindAll(calls.begin(), calls.end(), out);
-  }
   bool IsFilter(std::string_view name) const {
-    return indexed_ ? filters_.count(name) != 0 : db_.IsFilterFunction(name);
+    if (!indexed_) return db_.IsFilterFunction(name);
+    return !filters_.empty() && filters_.count(name) != 0;
   }
 
  private:
@@ -102,20 +99,17 @@ void Combine(WalkFrame& frame, int calleeResult) {
   frame.callee = nullptr;
 }
 
-int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain,
-         std::vector<__func_attr*>& callees) {
+// Needs the callee table to cover every function.
+int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain) {
   bool rootIsFilter = false;
   int result = Enter(db, lookup, root, rootIsFilter);
   if (result >= 0) return result;
 
-  // Each function's callees are looked up together when its frame opens.
   auto open = [&](__func_attr* f, bool isFilter) {
-    const size_t base = callees.size();
-    lookup.Functions(f->callList, callees);
-    chain.push_back({f, f->callList.begin(), base, base, nullptr, 0, 0, isFilter, false});
+    chain.push_back({f, f->callList.begin(), f->calleeBegin, f->calleeBegin + f->calleeCount, nullptr, 0, 0,
+                     isFilter, false});
   };
   chain.clear();
-  callees.clear();
   open(root, rootIsFilter);
   while (!chain.empty()) {
     WalkFrame& frame = chain.back();
@@ -124,14 +118,14 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
     __func_attr* f = frame.function;
     __func_attr* descendInto = nullptr;
     bool descendIsFilter = false;
-    while (frame.next != f->callList.end()) {
-      const std::string& name = *frame.next;
-      ++frame.next;
-      __func_attr* callee = callees[frame.calleeIndex++];
+    while (frame.position != frame.end) {
+      const size_t position = frame.position++;
+      const auto name = frame.next++;
+      __func_attr* callee = db.CalleeAt(position);
       // Inside a filter function every callee counts toward the user share.
-      bool calleeIsFilter = !frame.isFilter && lookup.IsFilter(name);
+      bool calleeIsFilter = !frame.isFilter && db.CalleeIsFilter(position);
       if (callee == nullptr) {
-        db.PRINTS("Error: Call list item %s not found.", name, "12: ");
+        db.PRINTS("Error: Call list item %s not found.", *name, "12: ");
         continue;
       }
       frame.callee = callee;
@@ -157,7 +151,6 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
       f->Recursion = 1;
       result = 0;
     }
-    callees.resize(frame.calleeBase);
     chain.pop_back();
   }
   return result;
@@ -187,20 +180,65 @@ int AssemblyData::CopyFuncItemsToSizeMap() {
   return 0;
 }
 
+void AssemblyData::EnsureCalleeTable() {
+  if (calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version()) {
+    bool covered = true;
+    for (const auto& [key, record] : functionMap) {
+      if (!CalleeTableCovers(record.get())) {
+        covered = false;
+        break;
+      }
+    }
+    if (covered) return;
+  }
+  std::unordered_set<std::string_view> filters;
+  for (const auto& [key, record] : filterFunctionMap) filters.insert(key);
+  calleeTable_.clear();
+  calleeIsFilter_.clear();
+  size_t ordinal = 0;
+  for (auto& [key, record] : functionMap) {
+    record->ordinal = ordinal++;
+    record->calleeBegin = calleeTable_.size();
+    record->calleeCount = record->callList.size();
+    functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeTable_);
+    for (const std::string& callee : record->callList) {
+      calleeIsFilter_.push_back(!filters.empty() && filters.count(callee) != 0);
+    }
+  }
+  calleeTableVersion_ = functionMap.Version();
+  calleeTableFilterVersion_ = filterFunctionMap.Version();
+}
+
+bool AssemblyData::CalleeTableCovers(const __func_attr* record) const {
+  // A call list cleared and refilled to its old length after the table was
+  // built would go unnoticed; call lists only grow once the passes are done.
+  return calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version() &&
+         record->calleeCount == record->callList.size() && record->calleeBegin <= calleeTable_.size() &&
+         record->calleeCount <= calleeTable_.size() - record->calleeBegin;
+}
+
+std::span<__func_attr* const> AssemblyData::CalleesOf(const __func_attr* record) {
+  if (CalleeTableCovers(record)) return {calleeTable_.data() + record->calleeBegin, record->calleeCount};
+  calleeBuffer_.clear();
+  functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeBuffer_);
+  return calleeBuffer_;
+}
+
 int AssemblyData::CheckRecursionAndStack(__func_attr* record) {
   if (record == nullptr) return 0;
+  EnsureCalleeTable();
+  if (!CalleeTableCovers(record)) return 0;  // not a function of the map
   std::vector<WalkFrame> chain;
-  std::vector<__func_attr*> callees;
-  return Walk(*this, Lookup(*this, false), record, chain, callees);
+  return Walk(*this, Lookup(*this, false), record, chain);
 }
 
 int AssemblyData::ResolveCumulativeStackUse() {
+  EnsureCalleeTable();
   // Roots are taken in key order, which decides which function of a cycle
   // the recursion warning names.
   Lookup lookup(*this, true);
   std::vector<WalkFrame> chain;
-  std::vector<__func_attr*> callees;
-  for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain, callees);
+  for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain);
   return 0;
 }
 

@@ -31,6 +31,7 @@ int AssemblyData::DumpSizeItems(const std::string& dir) {
 int AssemblyData::DumpFuncItems(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_BY_NAME, &file) != 0) return -1;
+  EnsureCalleeTable();
   for (const auto& [key, record] : functionMap) DumpColumnFuncAttr(record.get(), file);
   std::fclose(file);
   return 0;
@@ -41,8 +42,8 @@ int AssemblyData::DumpPathItems(const std::string& dir) {
   if (OpenReport(dir + FILE_NAME_CALLPATH, &file) != 0) return -1;
   // With a root file only the named roots get a path.
   bool rootsOnly = !rootMap.empty();
-  PathSteps steps;
-  steps.reserve(functionMap.size());
+  EnsureCalleeTable();
+  PathSteps steps(functionMap.size());
   uint32_t pathNumber = 0;
   for (const auto& [stack, record] : sizeMap) {
     if (rootsOnly && !IsUserDefinedRoot(record)) continue;
@@ -85,9 +86,7 @@ int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
     out.Put("           Calls: Called function         Cumulative Stack, Branch Type\n");
     // Every row shows the caller's branch type: the column says how complete
     // the tree below this function is, not below each callee.
-    calleeBuffer_.clear();
-    functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeBuffer_);
-    for (const __func_attr* callee : calleeBuffer_) {
+    for (const __func_attr* callee : CalleesOf(record)) {
       if (callee == nullptr) continue;
       out.Put("                  ").Left(callee->Name, 35).Put(' ').Int(callee->CumStack, 4);
       out.Put(", ").Put(branch).Put('\n');
@@ -98,7 +97,8 @@ int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
 }
 
 int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file) {
-  PathSteps steps;
+  EnsureCalleeTable();
+  PathSteps steps(functionMap.size());
   return DumpCallPath(record, file, steps, 1);
 }
 
@@ -114,8 +114,13 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
   // function without known callees or at the first one that repeats.
   const __func_attr* current = record;
   while (current != nullptr) {
-    auto [it, fresh] = steps.try_emplace(current);
-    PathStep& step = it->second;
+    // Every function of the map has its place in steps; anything else (a
+    // record outside the map) has no step to remember and ends the path.
+    if (current->ordinal >= steps.size()) break;
+    PathStep& step = steps[current->ordinal];
+    const bool fresh = !step.known;
+    if (fresh && !CalleeTableCovers(current)) break;
+    step.known = true;
     if (step.visitedBy == pathNumber) {
       out.Put("\tRecursive call to ").Put(current->UName).Put('\n');
       break;
@@ -125,9 +130,7 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
     out.Put(" bytes, ").Put(current->UName).Put('\n');
     if (fresh) {
       int64_t bestValue = -1;
-      calleeBuffer_.clear();
-      functionMap.FindAll(current->callList.begin(), current->callList.end(), calleeBuffer_);
-      for (const __func_attr* callee : calleeBuffer_) {
+      for (const __func_attr* callee : CalleesOf(current)) {
         if (callee == nullptr) {
           // An unknown callee ends the choice: those after it are not seen.
           step.unknownCallee = true;
