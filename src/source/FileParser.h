@@ -13,9 +13,7 @@
 #include <vector>
 
 #include "database/AssemblyData.h"
-
-class Tokenizer;
-class DelimiterSet;
+#include "source/Tokenizer.h"
 
 // One cached statement (source statement or listing segment).
 struct ProcessedSourceLine {
@@ -109,7 +107,10 @@ class FileParser : public AssemblyData {
   bool SourceLineHasKeywords();
   // Whether the statement just tokenised can change anything in the given
   // pass; a cheap superset of what the pass handlers act on.
-  bool StatementMayMatter(int pass) const;
+  bool StatementMayMatter(int pass);
+  // The index-th token of the source statement (empty when it has fewer);
+  // tokens are cut only as far as they are asked for.
+  std::string_view StatementToken(size_t index);
   // Fills `current` from the statement and its tokens, for the pass handlers.
   void FillStatementFields();
   void UpdateLineCache();
@@ -193,6 +194,7 @@ class FileParser : public AssemblyData {
   void ClearStatementTokens() {
     for (std::string_view& token : statementTokens_) token = {};
     statementTokenCount_ = 0;
+    statementTokensDone_ = true;
   }
   bool RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value);
   static fcn_symbols* NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address);
@@ -323,9 +325,9 @@ class FileParser : public AssemblyData {
     std::string text;
     uint16_t start[3] = {};
     uint16_t length[3] = {};
-    bool lowered = false;  // source statements fill the lower-case fields
+    bool source = false;  // tokens cut again from the text when read, lower case filled
   };
-  void StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count, bool lowered);
+  void StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count, bool source);
   CachedStatement lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
   mutable ProcessedSourceLine cachedLine_;     // the entry CachedLine rebuilt last
   size_t lineCacheHead_ = 0;
@@ -338,6 +340,8 @@ class FileParser : public AssemblyData {
   std::string_view statementText_;
   std::string_view statementTokens_[kStatementTokens];
   size_t statementTokenCount_ = 0;
+  Tokenizer statementTokenizer_{std::string_view()};  // where cutting source tokens goes on
+  bool statementTokensDone_ = true;   // no token after the ones cut
   // Local keys: the "-of-" suffix of the last qualifier, and a key buffer.
   std::string localKeyQualifier_;
   std::string localKeySuffix_;

@@ -47,14 +47,10 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
 }
 
 bool FileParser::SourceLineHasKeywords() {
-  const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
-  Tokenizer tokenizer(statementText_);
+  statementTokenizer_ = Tokenizer(statementText_);
   statementTokenCount_ = 0;
-  std::string_view token;
-  while (statementTokenCount_ < 4 && tokenizer.Next(delimiters, token)) {
-    statementTokens_[statementTokenCount_++] = token;
-  }
-  if (statementTokenCount_ == 0 || statementTokens_[0].front() == '#') return false;
+  statementTokensDone_ = false;
+  if (StatementToken(0).empty() || statementTokens_[0].front() == '#') return false;
 
   // Macro bodies are invisible to both passes; .endm always returns to text.
   const std::string_view first = statementTokens_[0];
@@ -75,7 +71,7 @@ bool FileParser::SourceLineHasKeywords() {
     sectionState = SectionData;
   } else if (EqualsLower(first, ".section")) {
     std::string name;
-    if (statementTokenCount_ > 1) AppendLower(name, statementTokens_[1]);
+    AppendLower(name, StatementToken(1));
     if (Contains(name, "text")) {
       sectionState = SectionText;
     } else if (Contains(name, "bss") || Contains(name, "data")) {
@@ -91,29 +87,44 @@ bool FileParser::SourceLineHasKeywords() {
   return true;
 }
 
-bool FileParser::StatementMayMatter(int pass) const {
-  const std::string_view none;
-  const std::string_view t1 = statementTokens_[0];
-  const std::string_view t2 = statementTokenCount_ > 1 ? statementTokens_[1] : none;
-  const std::string_view t3 = statementTokenCount_ > 2 ? statementTokens_[2] : none;
-  const std::string_view t4 = statementTokenCount_ > 3 ? statementTokens_[3] : none;
+std::string_view FileParser::StatementToken(size_t index) {
+  constexpr size_t kSourceTokens = 4;
+  while (statementTokenCount_ <= index && statementTokenCount_ < kSourceTokens && !statementTokensDone_) {
+    std::string_view token;
+    if (statementTokenizer_.Next(SourceDelimiters(syntaxMode), token)) {
+      statementTokens_[statementTokenCount_++] = token;
+    } else {
+      statementTokensDone_ = true;
+    }
+  }
+  return index < statementTokenCount_ ? statementTokens_[index] : std::string_view();
+}
+
+bool FileParser::StatementMayMatter(int pass) {
+  const std::string_view t1 = StatementToken(0);
   // Directives (.size, .globl, .comm, ...), labels, and the marker macros
   // function_begin, function_end, fallthrough_tail_call, valdrin_opt_func_*.
   if (t1.find('.') != std::string_view::npos || t1.back() == ':') return true;
   const char c = LowerAscii(t1.front());
   if (c == 'f' || c == 'v') return true;
   if (EqualsLower(t1, "jumpr")) return true;
-  if (pass == 1) return !t3.empty() && t3.front() == '@';  // .type-like name,@function
+  if (pass == 1) {
+    // name,@function or name,@object after a .type-like word.
+    return statementText_.find('@') != std::string_view::npos && StatementToken(2).starts_with('@');
+  }
 
-  if (EqualsLower(t2, "r31")) return true;  // counts as a return
+  if (EqualsLower(StatementToken(1), "r31")) return true;  // counts as a return
   if (foreignFunction) return false;
   if (ContainsLower(t1, "allocframe") || EqualsLower(t1, "r29") || EqualsLower(t1, "sp")) return true;
-  if (EqualsLower(t1, "call") || EqualsLower(t3, "call")) return true;
-  if (ContainsLower(t1, "jump") || ContainsLower(t3, "jump")) return true;
+  if (EqualsLower(t1, "call") || ContainsLower(t1, "jump")) return true;
+  const std::string_view t3 = StatementToken(2);
+  if (EqualsLower(t3, "call") || ContainsLower(t3, "jump")) return true;
   // Function addresses: CONST32(#f), #hi(f) and ##f in a register write,
-  // ##f stored to memory.
+  // ##f stored to memory. All of them need a '#'.
+  if (statementText_.find('#') == std::string_view::npos) return false;
+  const std::string_view t2 = StatementToken(1);
   if (c == 'r' && t2.find('#') != std::string_view::npos) return true;
-  return Contains(t2, "##") || Contains(t3, "##") || Contains(t4, "##");
+  return Contains(t2, "##") || Contains(t3, "##") || Contains(StatementToken(3), "##");
 }
 
 void FileParser::FillStatementFields() {
@@ -121,20 +132,21 @@ void FileParser::FillStatementFields() {
   current.lineText.assign(statementText_);
   std::string* const fields[] = {&current.token1, &current.token2, &current.token3, &current.token4};
   std::string* const lower[] = {&current.lowerToken1, &current.lowerToken2, &current.lowerToken3};
-  for (size_t i = 0; i < statementTokenCount_; ++i) {
-    fields[i]->append(statementTokens_[i]);
-    if (i < 3) AppendLower(*lower[i], statementTokens_[i]);
+  for (size_t i = 0; i < 4; ++i) {
+    const std::string_view token = StatementToken(i);
+    fields[i]->append(token);
+    if (i < 3) AppendLower(*lower[i], token);
   }
 }
 
 void FileParser::StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count,
-                                      bool lowered) {
+                                      bool source) {
   // The slot of the oldest entry becomes the newest; assigning into it keeps
   // the capacity of its string, so a warm cache never allocates.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
   CachedStatement& slot = lineCache_[lineCacheHead_];
   slot.text.assign(text);
-  slot.lowered = lowered;
+  slot.source = source;
   for (size_t i = 0; i < 3; ++i) {
     slot.start[i] = 0;
     slot.length[i] = 0;
@@ -150,7 +162,9 @@ void FileParser::StoreCachedStatement(std::string_view text, const std::string_v
 }
 
 void FileParser::UpdateLineCache() {
-  StoreCachedStatement(statementText_, statementTokens_, statementTokenCount_, true);
+  // Source tokens are cut again from the text if the look-back reads the
+  // entry, which few ever are.
+  StoreCachedStatement(statementText_, nullptr, 0, true);
 }
 
 void FileParser::UpdateLineCache(std::string_view text, std::string_view token1, std::string_view token2,
@@ -168,16 +182,24 @@ const ProcessedSourceLine& FileParser::CachedLine(size_t index) const {
   if (lineCacheCount_ != 0 && index >= lineCacheCount_) index = lineCacheCount_ - 1;
   const CachedStatement& slot =
       lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
-  auto token = [&slot](size_t i) { return std::string_view(slot.text).substr(slot.start[i], slot.length[i]); };
+  std::string_view tokens[3];
+  if (slot.source) {
+    Tokenizer tokenizer(slot.text);
+    for (std::string_view& token : tokens) {
+      if (!tokenizer.Next(SourceDelimiters(syntaxMode), token)) break;
+    }
+  } else {
+    for (size_t i = 0; i < 3; ++i) tokens[i] = std::string_view(slot.text).substr(slot.start[i], slot.length[i]);
+  }
   ProcessedSourceLine& line = cachedLine_;
   line.lineText = slot.text;
-  line.token1 = token(0);
-  line.token2 = token(1);
+  line.token1 = tokens[0];
+  line.token2 = tokens[1];
   line.lowerToken1.clear();
   line.lowerToken3.clear();
-  if (slot.lowered) {
-    AppendLower(line.lowerToken1, token(0));
-    AppendLower(line.lowerToken3, token(2));
+  if (slot.source) {
+    AppendLower(line.lowerToken1, tokens[0]);
+    AppendLower(line.lowerToken3, tokens[2]);
   }
   return line;
 }
