@@ -81,8 +81,7 @@ int AssemblyData::InsertMemItem(const std::string& key, std::unique_ptr<__mem_at
 }
 
 __func_attr* AssemblyData::FindFuncItem(const FuncMap& map, std::string_view key) const {
-  auto it = map.find(key);
-  return it == map.end() ? nullptr : it->second.get();
+  return map.FindRecord(key);
 }
 
 __func_attr* AssemblyData::FindFuncItem(std::string_view key) const {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -125,6 +126,12 @@ class FuncMap {
     return slot != nullptr ? const_iterator(slot->entry) : map_.cend();
   }
   size_t count(std::string_view key) const { return find(key) != map_.end() ? 1 : 0; }
+  // The record of a key, or null. Short keys are settled in the table
+  // alone, without a visit to the map node.
+  __func_attr* FindRecord(std::string_view key) const {
+    const Slot* slot = Lookup(key, std::hash<std::string_view>{}(key));
+    return slot != nullptr ? slot->record : nullptr;
+  }
 
   // False when no key was ever name + "-of-" + something, so a file-local
   // lookup of the name would miss: most calls go to global functions, and
@@ -152,14 +159,14 @@ class FuncMap {
       }
       for (size_t i = 0; i < n; ++i) {
         candidates[i] = FirstWithHash(hashes[i]);
-        if (candidates[i] != nullptr) __builtin_prefetch(&*candidates[i]->entry);
+        if (candidates[i] != nullptr && !candidates[i]->Inline()) __builtin_prefetch(&*candidates[i]->entry);
       }
       It key = group;
       for (size_t i = 0; i < n; ++i, ++key) {
         const Slot* slot = candidates[i];
         // Another key with the same hash: the full probe settles it.
-        if (slot != nullptr && slot->entry->first != std::string_view(*key)) slot = Lookup(*key, hashes[i]);
-        out.push_back(slot != nullptr ? slot->entry->second.get() : nullptr);
+        if (slot != nullptr && !slot->Holds(*key)) slot = Lookup(*key, hashes[i]);
+        out.push_back(slot != nullptr ? slot->record : nullptr);
       }
     }
   }
@@ -197,11 +204,40 @@ class FuncMap {
   // An open-addressed table with linear probing: a lookup touches one slot
   // (and the map node to confirm the key) instead of a chain of list nodes,
   // which is what large programs' millions of call lookups wait on.
+  // A slot keeps the record pointer and, when it is short, the key itself:
+  // most lookups then touch the slot and nothing else. Records are never
+  // replaced in place under a key (only inserted and erased), so the
+  // pointer stays that of the map entry.
+  static constexpr size_t kInlineKey = 22;
   struct Slot {
     size_t hash = 0;
     iterator entry{};
+    __func_attr* record = nullptr;
+    uint8_t keyLength = 0;  // of an inline key
+    char key[kInlineKey] = {};
     bool used = false;
+
+    bool Inline() const { return keyLength <= kInlineKey; }
+    bool Holds(std::string_view text) const {
+      if (!Inline()) return entry->first == text;
+      return text.size() == keyLength && std::memcmp(key, text.data(), keyLength) == 0;
+    }
   };
+  static Slot MakeSlot(size_t hash, iterator entry) {
+    Slot slot;
+    slot.hash = hash;
+    slot.entry = entry;
+    slot.record = entry->second.get();
+    slot.used = true;
+    const std::string& key = entry->first;
+    if (key.size() <= kInlineKey) {
+      slot.keyLength = static_cast<uint8_t>(key.size());
+      std::memcpy(slot.key, key.data(), key.size());
+    } else {
+      slot.keyLength = kInlineKey + 1;
+    }
+    return slot;
+  }
 
   size_t Mask() const { return slots_.size() - 1; }
 
@@ -210,7 +246,7 @@ class FuncMap {
     for (size_t i = hash & Mask();; i = (i + 1) & Mask()) {
       const Slot& slot = slots_[i];
       if (!slot.used) return nullptr;
-      if (slot.hash == hash && slot.entry->first == key) return &slot;
+      if (slot.hash == hash && slot.Holds(key)) return &slot;
     }
   }
 
@@ -223,10 +259,10 @@ class FuncMap {
     }
   }
 
-  void Place(size_t hash, iterator entry) {
-    size_t i = hash & Mask();
+  void Place(Slot slot) {
+    size_t i = slot.hash & Mask();
     while (slots_[i].used) i = (i + 1) & Mask();
-    slots_[i] = Slot{hash, entry, true};
+    slots_[i] = slot;
   }
 
   void Index(iterator entry) {
@@ -235,10 +271,10 @@ class FuncMap {
       std::vector<Slot> old(std::max<size_t>(16, slots_.size() * 2));
       old.swap(slots_);
       for (const Slot& slot : old) {
-        if (slot.used) Place(slot.hash, slot.entry);
+        if (slot.used) Place(slot);
       }
     }
-    Place(std::hash<std::string_view>{}(entry->first), entry);
+    Place(MakeSlot(std::hash<std::string_view>{}(entry->first), entry));
     // Every "-of-" may end the name of a local key (names may hold it too).
     const std::string_view key = entry->first;
     for (size_t at = key.find("-of-"); at != std::string_view::npos; at = key.find("-of-", at + 1)) {

@@ -8,23 +8,32 @@
 namespace {
 
 // The hash index must agree with the ordered map through any mix of
-// insertions and removals (removal shifts later entries of a probe run).
+// insertions and removals (removal shifts later entries of a probe run),
+// for keys kept in the index and keys too long for it, and the local-key
+// filter must never deny a name that has a local key.
 TEST(FuncMap, IndexAgreesWithOrderedMapUnderChurn) {
   FuncMap map;
   std::map<std::string, int> model;
   std::mt19937 rng(7);
   for (int step = 0; step < 200000; ++step) {
-    const std::string key = "f" + std::to_string(rng() % 3000);
+    // 1 to 4 characters, or 21 to 24 around the longest key kept inline,
+    // half of them local keys of a name.
+    const std::string name = std::string(rng() % 2 ? 0 : 20, 'x') + "f" + std::to_string(rng() % 3000);
+    const std::string key = rng() % 2 ? name : name + "-of-u.s";
     if (const unsigned op = rng() % 3; op == 0) {
       auto record = std::make_unique<__func_attr>();
       record->Stack = step;
       ASSERT_EQ(map.try_emplace(key, std::move(record)).second, model.emplace(key, step).second);
+      if (key != name) {
+        ASSERT_TRUE(map.MayHaveLocalKey(name));
+      }
     } else if (op == 1) {
       ASSERT_EQ(map.erase(key), model.erase(key));
     } else {
       auto it = map.find(key);
       auto expected = model.find(key);
       ASSERT_EQ(it == map.end() ? -1 : it->second->Stack, expected == model.end() ? -1 : expected->second) << key;
+      ASSERT_EQ(map.FindRecord(key), it == map.end() ? nullptr : it->second.get());
     }
   }
   ASSERT_EQ(map.size(), model.size());
