@@ -13,7 +13,6 @@ namespace {
 
 constexpr const DelimiterSet& kDelimitersKeepParens = kSourceDelimitersKeepParens;  // valdrin-objdump
 constexpr const DelimiterSet& kDelimiters = kSourceDelimiters;                      // valdrin-llvm-objdump
-constexpr DelimiterSet kSemicolon{";"};
 constexpr const char* kHandlerFailed = "12: ";
 
 bool EndsWith(std::string_view text, char c) { return !text.empty() && text.back() == c; }
@@ -41,6 +40,21 @@ bool ParseAddress(std::string_view text, uint32_t& value) {
   return true;
 }
 
+// The next ";"-separated segment of rest, as strtok would cut it (empty
+// segments are skipped); rest keeps what follows the segment's delimiter.
+// The line holds no NUL: the line reader cut it there.
+bool NextSegment(std::string_view& rest, std::string_view& segment) {
+  size_t start = 0;
+  while (start < rest.size() && rest[start] == ';') ++start;
+  if (start == rest.size()) return false;
+  const void* semicolon = std::memchr(rest.data() + start, ';', rest.size() - start);
+  const size_t end = semicolon != nullptr ? static_cast<size_t>(static_cast<const char*>(semicolon) - rest.data())
+                                          : rest.size();
+  segment = rest.substr(start, end - start);
+  rest.remove_prefix(end < rest.size() ? end + 1 : end);
+  return true;
+}
+
 }  // namespace
 
 ElfFile* FileParser::ListingElf() const { return listingElf != nullptr ? listingElf : elfReader.get(); }
@@ -65,11 +79,10 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
     ++lineCount;
     // Two segments: before the first ";" and after it (a packet's second
     // sub-instruction).
-    Tokenizer segments(line);
     std::string_view first, second;
-    if (segments.Next(kSemicolon, first)) {
+    if (NextSegment(line, first)) {
       ParseListingSegment(first, true);
-      if (segments.Next(kSemicolon, second)) ParseListingSegment(second, false);
+      if (NextSegment(line, second)) ParseListingSegment(second, false);
     }
     if (lineCount % 5000 == 0 && length > 0) {
       int percent = static_cast<int>(reader.Position() * 100 / length);
