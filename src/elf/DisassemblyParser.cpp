@@ -115,7 +115,9 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   }
   int keep = first ? DisAsmLineHasKeywords() : DisAsmLineHasKeywords2();
   if (keep != 1) return;
-  UpdateLineCache(segment, statementTokens_[0], statementTokens_[1], statementTokens_[2]);
+  // No line cache here: the register look-back matches lower-case fields,
+  // which listing lines never fill, so it cannot find a write in a listing
+  // and a copy of every line would buy nothing.
   // Most instructions are neither frame, call nor address forms: they are
   // never copied into the statement fields.
   if (skipFunction || !ListingLineMayMatter()) return;
@@ -123,22 +125,27 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   current.currentLine.assign(segment);
   current.lineText.assign(segment);
   std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
-  for (size_t i = 0; i < statementTokenCount_; ++i) fields[i]->assign(statementTokens_[i]);
+  for (size_t i = 0; i < 5; ++i) fields[i]->assign(StatementToken(i));
   ProcessKeywordsDisassembly();
 }
 
-bool FileParser::ListingLineMayMatter() const {
-  const std::string_view none;
-  auto token = [&](size_t i) { return i < statementTokenCount_ ? statementTokens_[i] : none; };
-  const std::string_view t1 = token(0), t2 = token(1), t3 = token(2), t4 = token(3), t5 = token(4);
+bool FileParser::ListingLineMayMatter() {
   // The keyword tests of the line handler, each as loose or looser.
-  if (t1 == "allocframe" || t1 == "r29" || t1 == "call" || t2 == "call") return true;
-  if (Contains(t1, "jump") || Contains(t2, "jump")) return true;
-  if (Contains(t1, ".l") || Contains(t1, ".h") || Contains(t1, "R_VLD")) return true;
-  if (t1 == "memw" && Contains(t5, "##")) return true;
-  if (t1.empty() || t1[0] != 'r') return false;
-  return t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#") || Contains(t2, "##") ||
-         Contains(t3, "##") || Contains(t4, "##");
+  const std::string_view t1 = StatementToken(0);
+  if (t1 == "allocframe" || t1 == "r29" || t1 == "call") return true;
+  if (Contains(t1, "jump") || Contains(t1, ".l") || Contains(t1, ".h") || Contains(t1, "R_VLD")) return true;
+  const std::string_view t2 = StatementToken(1);
+  if (t2 == "call" || Contains(t2, "jump")) return true;
+  if (t1.empty() || (t1[0] != 'r' && t1 != "memw")) return false;
+  // The address forms ##f, (gp), memw(#a) and memd(#a) in any later token:
+  // each has "##", "(gp" or "(#". One pass finds them all.
+  const std::string_view rest = statementText_.substr(static_cast<size_t>(t1.data() - statementText_.data()));
+  for (size_t i = 0; i + 1 < rest.size(); ++i) {
+    const char next = rest[i + 1];
+    if (rest[i] == '#' && next == '#') return true;
+    if (rest[i] == '(' && (next == '#' || (next == 'g' && i + 2 < rest.size() && rest[i + 2] == 'p'))) return true;
+  }
+  return false;
 }
 
 int FileParser::DisAsmLineHasKeywords() {
@@ -177,7 +184,8 @@ int FileParser::DisAsmLineHasKeywords() {
   if (!hasSecond) return 0;
 
   if (secondToken[0] == 'R') {
-    // A relocation line under the instruction it patches.
+    // A relocation line under the instruction it patches: the type and the
+    // symbol are its only tokens.
     statementTokens_[statementTokenCount_++] = secondToken;
     std::string_view symbol;
     if (tokens.Next(delimiters, symbol)) statementTokens_[statementTokenCount_++] = symbol;
@@ -188,22 +196,14 @@ int FileParser::DisAsmLineHasKeywords() {
   for (int i = 0; i < 4; ++i) {
     if (!tokens.Next(kBlankDelimiters, skipped)) return 0;
   }
-  return ReadListingTokens(tokens, delimiters);
+  BeginStatementTokens(tokens, delimiters, 5);
+  return StatementToken(0).empty() ? 0 : 1;
 }
 
 int FileParser::DisAsmLineHasKeywords2() {
-  ClearStatementTokens();
   const DelimiterSet& delimiters = objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters;
-  Tokenizer tokens(statementText_);
-  return ReadListingTokens(tokens, delimiters);
-}
-
-int FileParser::ReadListingTokens(Tokenizer& tokens, const DelimiterSet& delimiters) {
-  std::string_view token;
-  while (statementTokenCount_ < kStatementTokens && tokens.Next(delimiters, token)) {
-    statementTokens_[statementTokenCount_++] = token;
-  }
-  return statementTokenCount_ > 0 ? 1 : 0;
+  BeginStatementTokens(Tokenizer(statementText_), delimiters, 5);
+  return StatementToken(0).empty() ? 0 : 1;
 }
 
 int FileParser::SetCurrentDisAsmFunction(std::string name, std::string address) {

@@ -15,7 +15,7 @@
 #include "database/AssemblyData.h"
 #include "source/Tokenizer.h"
 
-// One cached statement (source statement or listing segment).
+// The fields of a statement (source statement or listing segment).
 struct ProcessedSourceLine {
   std::string lineText;
   std::string token1;
@@ -108,16 +108,13 @@ class FileParser : public AssemblyData {
   // Whether the statement just tokenised can change anything in the given
   // pass; a cheap superset of what the pass handlers act on.
   bool StatementMayMatter(int pass);
-  // The index-th token of the source statement (empty when it has fewer);
-  // tokens are cut only as far as they are asked for.
+  // The index-th token of the statement (empty when it has fewer); tokens
+  // are cut only as far as they are asked for, from where tokens left off.
   std::string_view StatementToken(size_t index);
+  void BeginStatementTokens(const Tokenizer& tokens, const DelimiterSet& delimiters, size_t limit);
   // Fills `current` from the statement and its tokens, for the pass handlers.
   void FillStatementFields();
   void UpdateLineCache();
-  // Listing segments: the text and the tokens the look-back reads, which
-  // are views into that text.
-  void UpdateLineCache(std::string_view text, std::string_view token1, std::string_view token2,
-                       std::string_view token3);
   void ClearLineCache();
   int FindTextSection(FILE* stream);
   // Reads a whole file statement by statement and hands every accepted
@@ -187,10 +184,9 @@ class FileParser : public AssemblyData {
   int ResolveAliases(__func_attr* record);
   ElfFile* ListingElf() const;
   void ParseListingSegment(std::string_view segment, bool first);
-  int ReadListingTokens(Tokenizer& tokens, const DelimiterSet& delimiters);
-  // Whether the listing line just tokenised can change anything; a cheap
+  // Whether the listing line just read can change anything; a cheap
   // superset of what the line handler acts on.
-  bool ListingLineMayMatter() const;
+  bool ListingLineMayMatter();
   void ClearStatementTokens() {
     for (std::string_view& token : statementTokens_) token = {};
     statementTokenCount_ = 0;
@@ -318,16 +314,12 @@ class FileParser : public AssemblyData {
 
  private:
   static constexpr size_t kLineCacheSize = 20;
-  // One cached statement: its text and where the tokens the look-back reads
-  // lie in it. Copying one string per statement instead of five keeps the
-  // cache cheap; the look-back, which is rare, rebuilds the fields.
+  // The cache keeps the text of each statement; the look-back, which is
+  // rare, cuts the tokens it reads again. One copy per statement instead of
+  // five strings.
   struct CachedStatement {
     std::string text;
-    uint16_t start[3] = {};
-    uint16_t length[3] = {};
-    bool source = false;  // tokens cut again from the text when read, lower case filled
   };
-  void StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count, bool source);
   CachedStatement lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
   mutable ProcessedSourceLine cachedLine_;     // the entry CachedLine rebuilt last
   size_t lineCacheHead_ = 0;
@@ -340,7 +332,9 @@ class FileParser : public AssemblyData {
   std::string_view statementText_;
   std::string_view statementTokens_[kStatementTokens];
   size_t statementTokenCount_ = 0;
-  Tokenizer statementTokenizer_{std::string_view()};  // where cutting source tokens goes on
+  Tokenizer statementTokenizer_{std::string_view()};  // where cutting tokens goes on
+  const DelimiterSet* statementDelimiters_ = &kSourceDelimiters;
+  size_t statementTokenLimit_ = 0;
   bool statementTokensDone_ = true;   // no token after the ones cut
   // Local keys: the "-of-" suffix of the last qualifier, and a key buffer.
   std::string localKeyQualifier_;

@@ -1,7 +1,8 @@
 // The value of a register at the current statement, found by looking back
 // through the statements cached since the function began. Used for stack
-// adjustments by a register amount (r29 = sub(r29, r1)), in assembly source
-// and in listings alike: both keep the instruction's own tokens in the cache.
+// adjustments by a register amount (r29 = sub(r29, r1)). Listings keep no
+// cache: their lines never fill the lower-case fields the search matches, so
+// in an image the amount is never found and the frame is Undetermined.
 //
 // Rules of the search, newest statement first (the current one skipped):
 // - the newest write of the register decides; an older write never

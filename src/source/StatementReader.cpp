@@ -1,6 +1,7 @@
 // Statements of an assembly file: the read loop shared by both passes, the
 // tokens of a statement, macro skipping, the section state and the cache of
 // recent statements that the register search of pass 2 looks back into.
+#include <algorithm>
 #include <cstring>
 
 #include "source/FileParser.h"
@@ -47,9 +48,7 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
 }
 
 bool FileParser::SourceLineHasKeywords() {
-  statementTokenizer_ = Tokenizer(statementText_);
-  statementTokenCount_ = 0;
-  statementTokensDone_ = false;
+  BeginStatementTokens(Tokenizer(statementText_), SourceDelimiters(syntaxMode), 4);
   if (StatementToken(0).empty() || statementTokens_[0].front() == '#') return false;
 
   // Macro bodies are invisible to both passes; .endm always returns to text.
@@ -87,11 +86,18 @@ bool FileParser::SourceLineHasKeywords() {
   return true;
 }
 
+void FileParser::BeginStatementTokens(const Tokenizer& tokens, const DelimiterSet& delimiters, size_t limit) {
+  statementTokenizer_ = tokens;
+  statementDelimiters_ = &delimiters;
+  statementTokenLimit_ = std::min(limit, kStatementTokens);
+  statementTokenCount_ = 0;
+  statementTokensDone_ = false;
+}
+
 std::string_view FileParser::StatementToken(size_t index) {
-  constexpr size_t kSourceTokens = 4;
-  while (statementTokenCount_ <= index && statementTokenCount_ < kSourceTokens && !statementTokensDone_) {
+  while (statementTokenCount_ <= index && statementTokenCount_ < statementTokenLimit_ && !statementTokensDone_) {
     std::string_view token;
-    if (statementTokenizer_.Next(SourceDelimiters(syntaxMode), token)) {
+    if (statementTokenizer_.Next(*statementDelimiters_, token)) {
       statementTokens_[statementTokenCount_++] = token;
     } else {
       statementTokensDone_ = true;
@@ -139,39 +145,12 @@ void FileParser::FillStatementFields() {
   }
 }
 
-void FileParser::StoreCachedStatement(std::string_view text, const std::string_view* tokens, size_t count,
-                                      bool source) {
+void FileParser::UpdateLineCache() {
   // The slot of the oldest entry becomes the newest; assigning into it keeps
   // the capacity of its string, so a warm cache never allocates.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
-  CachedStatement& slot = lineCache_[lineCacheHead_];
-  slot.text.assign(text);
-  slot.source = source;
-  for (size_t i = 0; i < 3; ++i) {
-    slot.start[i] = 0;
-    slot.length[i] = 0;
-    if (i >= count || tokens[i].empty()) continue;
-    // Tokens are views into the text (at most 1023 characters).
-    const size_t offset = static_cast<size_t>(tokens[i].data() - text.data());
-    if (offset <= text.size() && tokens[i].size() <= text.size() - offset) {
-      slot.start[i] = static_cast<uint16_t>(offset);
-      slot.length[i] = static_cast<uint16_t>(tokens[i].size());
-    }
-  }
+  lineCache_[lineCacheHead_].text.assign(statementText_);
   if (lineCacheCount_ < kLineCacheSize) ++lineCacheCount_;
-}
-
-void FileParser::UpdateLineCache() {
-  // Source tokens are cut again from the text if the look-back reads the
-  // entry, which few ever are.
-  StoreCachedStatement(statementText_, nullptr, 0, true);
-}
-
-void FileParser::UpdateLineCache(std::string_view text, std::string_view token1, std::string_view token2,
-                                 std::string_view token3) {
-  // Listing tokens are never lowered: the look-back reads them as they are.
-  const std::string_view tokens[] = {token1, token2, token3};
-  StoreCachedStatement(text, tokens, 3, false);
 }
 
 void FileParser::ClearLineCache() { lineCacheCount_ = 0; }
@@ -183,13 +162,9 @@ const ProcessedSourceLine& FileParser::CachedLine(size_t index) const {
   const CachedStatement& slot =
       lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
   std::string_view tokens[3];
-  if (slot.source) {
-    Tokenizer tokenizer(slot.text);
-    for (std::string_view& token : tokens) {
-      if (!tokenizer.Next(SourceDelimiters(syntaxMode), token)) break;
-    }
-  } else {
-    for (size_t i = 0; i < 3; ++i) tokens[i] = std::string_view(slot.text).substr(slot.start[i], slot.length[i]);
+  Tokenizer tokenizer(slot.text);
+  for (std::string_view& token : tokens) {
+    if (!tokenizer.Next(SourceDelimiters(syntaxMode), token)) break;
   }
   ProcessedSourceLine& line = cachedLine_;
   line.lineText = slot.text;
@@ -197,10 +172,8 @@ const ProcessedSourceLine& FileParser::CachedLine(size_t index) const {
   line.token2 = tokens[1];
   line.lowerToken1.clear();
   line.lowerToken3.clear();
-  if (slot.source) {
-    AppendLower(line.lowerToken1, tokens[0]);
-    AppendLower(line.lowerToken3, tokens[2]);
-  }
+  AppendLower(line.lowerToken1, tokens[0]);
+  AppendLower(line.lowerToken3, tokens[2]);
   return line;
 }
 

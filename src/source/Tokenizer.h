@@ -92,7 +92,16 @@ class Tokenizer {
 };
 
 inline bool Contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
+  if (part.empty()) return true;
+  if (part.size() > text.size()) return false;
+  // Tokens are short: a plain loop beats the library search's setup.
+  if (text.size() > 32) return text.find(part) != std::string_view::npos;
+  for (size_t i = 0; i + part.size() <= text.size(); ++i) {
+    size_t j = 0;
+    while (j < part.size() && text[i + j] == part[j]) ++j;
+    if (j == part.size()) return true;
+  }
+  return false;
 }
 
 // Appends text in ASCII lower case.
