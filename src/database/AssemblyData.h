@@ -228,21 +228,33 @@ class AssemblyData {
   int OpenReport(const std::string& path, FILE** file);
 
  private:
-  // The greedy choice out of one function, kept while a call-path report
-  // is written: every path through a function makes the same choice.
+  // What the call-path report reads of each function, by record ordinal,
+  // with the greedy next step worked out once: every path through a
+  // function makes the same choice. Paths then walk this small table and
+  // the names beside it instead of records scattered over the heap.
   struct PathStep {
-    const __func_attr* next = nullptr;
-    bool unknownCallee = false;
-    bool known = false;      // next and unknownCallee are worked out
-    uint32_t visitedBy = 0;  // number of the path that last passed here
+    int32_t cumStack = 0;
+    int32_t stack = 0;
+    uint32_t next = kNoStep;  // ordinal of the callee with the largest cumulative stack
+    uint32_t visitedBy = 0;   // number of the path that last passed here
+    size_t nameBegin = 0;     // UName in PathSteps::names
+    uint32_t nameLength = 0;
+    bool unknownCallee = false;  // an unknown callee ended the choice
   };
-  using PathSteps = std::vector<PathStep>;  // by record ordinal
-  int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& steps, uint32_t pathNumber);
+  static constexpr uint32_t kNoStep = ~uint32_t{0};
+  struct PathSteps {
+    std::vector<PathStep> steps;
+    std::string names;
+  };
+  void BuildPathSteps(PathSteps& table);
+  void ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next, bool& unknownCallee) const;
+  int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& table, uint32_t pathNumber);
   // The records of one call list, reused from record to record.
   std::vector<__func_attr*> calleeBuffer_;
   // Callee records of every function, record by record in key order, and
   // whether each edge's key names a filter function.
   std::vector<__func_attr*> calleeTable_;
+  std::vector<__func_attr*> recordsByOrdinal_;  // the records in key order
   std::vector<uint8_t> calleeIsFilter_;
   uint64_t calleeTableVersion_ = ~uint64_t{0};
   uint64_t calleeTableFilterVersion_ = ~uint64_t{0};

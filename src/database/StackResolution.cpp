@@ -7,6 +7,7 @@
 // recursive walk would hold, and the record's Recursion field is the visit
 // state (0 new, 3 on the current chain, 1 done, 2 done and recursive), so the
 // results are those of the plain recursive walk.
+#include <algorithm>
 #include <deque>
 #include <string>
 #include <string_view>
@@ -106,6 +107,11 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
   if (result >= 0) return result;
 
   auto open = [&](__func_attr* f, bool isFilter) {
+    // The callees are visited next, one after the other: fetch them all now
+    // so that their reads overlap.
+    for (size_t e = f->calleeBegin; e < f->calleeBegin + f->calleeCount; ++e) {
+      if (const __func_attr* callee = db.CalleeAt(e)) __builtin_prefetch(&callee->Recursion);
+    }
     chain.push_back({f, f->callList.begin(), f->calleeBegin, f->calleeBegin + f->calleeCount, nullptr, 0, 0,
                      isFilter, false});
   };
@@ -163,8 +169,9 @@ bool AssemblyData::IsFilterFunction(std::string_view name) const {
 }
 
 int AssemblyData::InsertSizeItem(int32_t stack, __func_attr* record) {
-  // A multimap insertion goes behind equal keys, so ties keep insertion order.
-  sizeMap.emplace(stack, record);
+  // Behind equal keys, so ties keep insertion order; the end is tried
+  // first, which costs constant time when the records come sorted.
+  sizeMap.emplace_hint(sizeMap.end(), stack, record);
   return 0;
 }
 
@@ -172,10 +179,15 @@ int AssemblyData::CopyFuncItemsToSizeMap() {
   // The map only points to records; entries of an earlier resolution (test
   // mode resolves twice) may point to records that no longer exist.
   sizeMap.clear();
-  for (auto& [key, record] : functionMap) {
-    if (InsertSizeItem(record->CumStack, record.get()) != 0) {
-      PRINT("Error: Insert to into size map failed.", "11: ");
-    }
+  // Sorted first (stable: ties keep key order) and then appended at the
+  // end, where each insertion costs constant time instead of a tree search.
+  std::vector<__func_attr*> records;
+  records.reserve(functionMap.size());
+  for (auto& [key, record] : functionMap) records.push_back(record.get());
+  std::stable_sort(records.begin(), records.end(),
+                   [](const __func_attr* a, const __func_attr* b) { return a->CumStack > b->CumStack; });
+  for (__func_attr* record : records) {
+    if (InsertSizeItem(record->CumStack, record) != 0) PRINT("Error: Insert to into size map failed.", "11: ");
   }
   return 0;
 }
@@ -195,8 +207,11 @@ void AssemblyData::EnsureCalleeTable() {
   for (const auto& [key, record] : filterFunctionMap) filters.insert(key);
   calleeTable_.clear();
   calleeIsFilter_.clear();
+  recordsByOrdinal_.clear();
+  recordsByOrdinal_.reserve(functionMap.size());
   size_t ordinal = 0;
   for (auto& [key, record] : functionMap) {
+    recordsByOrdinal_.push_back(record.get());
     record->ordinal = ordinal++;
     record->calleeBegin = calleeTable_.size();
     record->calleeCount = record->callList.size();

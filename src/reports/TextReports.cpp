@@ -32,7 +32,24 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_BY_NAME, &file) != 0) return -1;
   EnsureCalleeTable();
-  for (const auto& [key, record] : functionMap) DumpColumnFuncAttr(record.get(), file);
+  // Each entry reads the records of all callees, scattered over memory:
+  // they are fetched a few entries ahead so that the reads overlap.
+  const std::vector<__func_attr*>& records = recordsByOrdinal_;
+  constexpr size_t kAhead = 8;
+  auto fetch = [](const __func_attr* record) {
+    __builtin_prefetch(&record->Name);
+    __builtin_prefetch(&record->CumStack);
+  };
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (i + 2 * kAhead < records.size()) fetch(records[i + 2 * kAhead]);
+    if (i + kAhead < records.size()) {
+      const __func_attr* ahead = records[i + kAhead];
+      for (size_t e = ahead->calleeBegin; e < ahead->calleeBegin + ahead->calleeCount; ++e) {
+        if (calleeTable_[e] != nullptr) fetch(calleeTable_[e]);
+      }
+    }
+    DumpColumnFuncAttr(records[i], file);
+  }
   std::fclose(file);
   return 0;
 }
@@ -42,8 +59,8 @@ int AssemblyData::DumpPathItems(const std::string& dir) {
   if (OpenReport(dir + FILE_NAME_CALLPATH, &file) != 0) return -1;
   // With a root file only the named roots get a path.
   bool rootsOnly = !rootMap.empty();
-  EnsureCalleeTable();
-  PathSteps steps(functionMap.size());
+  PathSteps steps;
+  BuildPathSteps(steps);
   uint32_t pathNumber = 0;
   for (const auto& [stack, record] : sizeMap) {
     if (rootsOnly && !IsUserDefinedRoot(record)) continue;
@@ -97,12 +114,59 @@ int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
 }
 
 int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file) {
-  EnsureCalleeTable();
-  PathSteps steps(functionMap.size());
+  PathSteps steps;
+  BuildPathSteps(steps);
   return DumpCallPath(record, file, steps, 1);
 }
 
-int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps& steps,
+void AssemblyData::ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next,
+                                  bool& unknownCallee) const {
+  int64_t bestValue = -1;
+  next = kNoStep;
+  unknownCallee = false;
+  for (const __func_attr* callee : callees) {
+    if (callee == nullptr) {
+      // An unknown callee ends the choice: those after it are not seen.
+      unknownCallee = true;
+      break;
+    }
+    if (callee->CumStack > bestValue) {
+      next = static_cast<uint32_t>(callee->ordinal);
+      bestValue = callee->CumStack;
+    }
+  }
+}
+
+void AssemblyData::BuildPathSteps(PathSteps& table) {
+  EnsureCalleeTable();
+  const std::vector<__func_attr*>& records = recordsByOrdinal_;
+  table.steps.assign(records.size(), PathStep{});
+  table.names.clear();
+  // The callees' records are scattered: they are fetched a few functions
+  // ahead so that the reads overlap.
+  constexpr size_t kAhead = 8;
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (i + 2 * kAhead < records.size()) __builtin_prefetch(&records[i + 2 * kAhead]->CumStack);
+    if (i + kAhead < records.size()) {
+      const __func_attr* ahead = records[i + kAhead];
+      for (size_t e = ahead->calleeBegin; e < ahead->calleeBegin + ahead->calleeCount; ++e) {
+        if (calleeTable_[e] != nullptr) __builtin_prefetch(&calleeTable_[e]->CumStack);
+      }
+    }
+    const __func_attr* record = records[i];
+    PathStep& step = table.steps[i];
+    step.cumStack = record->CumStack;
+    step.stack = record->Stack;
+    // Printed as a C string: up to a NUL.
+    const std::string_view name(record->UName.c_str());
+    step.nameBegin = table.names.size();
+    step.nameLength = static_cast<uint32_t>(name.size());
+    table.names.append(name);
+    ChooseNextStep(CalleesOf(record), step.next, step.unknownCallee);
+  }
+}
+
+int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps& table,
                                uint32_t pathNumber) {
   if (record->callList.empty()) return 0;
   if (usedFunctionsOnly && !record->IsUsed) return 0;
@@ -110,38 +174,32 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
   int result = 0;
   TextSink out(file);
   out.Put("Call path for ").Put(record->UName).Put('\n');
+  auto name = [&table](const PathStep& step) {
+    return std::string_view(table.names).substr(step.nameBegin, step.nameLength);
+  };
   // A greedy descent along the largest cumulative stack; it ends at a
   // function without known callees or at the first one that repeats.
-  const __func_attr* current = record;
-  while (current != nullptr) {
-    // Every function of the map has its place in steps; anything else (a
-    // record outside the map) has no step to remember and ends the path.
-    if (current->ordinal >= steps.size()) break;
-    PathStep& step = steps[current->ordinal];
-    const bool fresh = !step.known;
-    if (fresh && !CalleeTableCovers(current)) break;
-    step.known = true;
+  uint32_t current = kNoStep;
+  const bool inTable = record->ordinal < table.steps.size() && recordsByOrdinal_[record->ordinal] == record;
+  if (inTable) {
+    current = static_cast<uint32_t>(record->ordinal);
+  } else {
+    // A record outside the map: its own step is worked out here.
+    out.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4);
+    out.Put(" bytes, ").Put(record->UName).Put('\n');
+    bool unknownCallee = false;
+    ChooseNextStep(CalleesOf(record), current, unknownCallee);
+    if (unknownCallee) result = -1;
+  }
+  while (current != kNoStep && current < table.steps.size()) {
+    PathStep& step = table.steps[current];
     if (step.visitedBy == pathNumber) {
-      out.Put("\tRecursive call to ").Put(current->UName).Put('\n');
+      out.Put("\tRecursive call to ").Put(name(step)).Put('\n');
       break;
     }
     step.visitedBy = pathNumber;
-    out.Put("\tTotal ").Int(current->CumStack, 4).Put(" bytes, local ").Int(current->Stack, 4);
-    out.Put(" bytes, ").Put(current->UName).Put('\n');
-    if (fresh) {
-      int64_t bestValue = -1;
-      for (const __func_attr* callee : CalleesOf(current)) {
-        if (callee == nullptr) {
-          // An unknown callee ends the choice: those after it are not seen.
-          step.unknownCallee = true;
-          break;
-        }
-        if (callee->CumStack > bestValue) {
-          step.next = callee;
-          bestValue = callee->CumStack;
-        }
-      }
-    }
+    out.Put("\tTotal ").Int(step.cumStack, 4).Put(" bytes, local ").Int(step.stack, 4);
+    out.Put(" bytes, ").Put(name(step)).Put('\n');
     if (step.unknownCallee) result = -1;
     current = step.next;
   }
