@@ -106,8 +106,27 @@ std::string_view FileParser::StatementToken(size_t index) {
   return index < statementTokenCount_ ? statementTokens_[index] : std::string_view();
 }
 
+namespace {
+
+// A local label (.L..., .l...) that no thunk name hides in: what the label
+// test of both passes takes for a branch target at once.
+bool IsLocalLabel(std::string_view name) {
+  if (name.ends_with(':')) name.remove_suffix(1);
+  return (name.starts_with(".L") || name.starts_with(".l")) && !Contains(name, "thunk") && !Contains(name, "THUNK");
+}
+
+}  // namespace
+
 bool FileParser::StatementMayMatter(int pass) {
   const std::string_view t1 = StatementToken(0);
+  if (t1.back() == ':') {
+    // Labels are the most common statements after instructions. Pass 1
+    // skips local ones (.L, .l) in every section; pass 2 looks only at
+    // labels in code outside a function body.
+    if (pass == 1) return !IsLocalLabel(t1);
+    const bool code = sectionState == SectionText || sectionState == SectionInitFini;
+    return code && (currentFunction == nullptr || functionEnded);
+  }
   // Directives (.size, .globl, .comm, ...), labels, and the marker macros
   // function_begin, function_end, fallthrough_tail_call, valdrin_opt_func_*.
   if (t1.find('.') != std::string_view::npos || t1.back() == ':') return true;
@@ -122,9 +141,14 @@ bool FileParser::StatementMayMatter(int pass) {
   if (EqualsLower(StatementToken(1), "r31")) return true;  // counts as a return
   if (foreignFunction) return false;
   if (ContainsLower(t1, "allocframe") || EqualsLower(t1, "r29") || EqualsLower(t1, "sp")) return true;
-  if (EqualsLower(t1, "call") || ContainsLower(t1, "jump")) return true;
   const std::string_view t3 = StatementToken(2);
-  if (EqualsLower(t3, "call") || ContainsLower(t3, "jump")) return true;
+  if (EqualsLower(t1, "call") || EqualsLower(t3, "call")) return true;
+  const bool jumpFirst = EqualsLower(t1, "jump") || ContainsLower(t1, "jump:");
+  if (jumpFirst || EqualsLower(t3, "jump") || ContainsLower(t3, "jump:")) {
+    // Most jumps branch inside the function, to a local label. Outside a
+    // function any jump is reported.
+    return currentFunction == nullptr || !IsLocalLabel(StatementToken(jumpFirst ? 1 : 3));
+  }
   // Function addresses: CONST32(#f), #hi(f) and ##f in a register write,
   // ##f stored to memory. All of them need a '#'.
   if (statementText_.find('#') == std::string_view::npos) return false;
