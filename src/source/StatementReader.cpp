@@ -127,17 +127,23 @@ bool FileParser::StatementMayMatter(int pass) {
     const bool code = sectionState == SectionText || sectionState == SectionInitFini;
     return code && (currentFunction == nullptr || functionEnded);
   }
-  // Directives (.size, .globl, .comm, ...), labels, and the marker macros
-  // function_begin, function_end, fallthrough_tail_call, valdrin_opt_func_*.
-  if (t1.find('.') != std::string_view::npos || t1.back() == ':') return true;
+  // The marker macros function_begin, function_end, fallthrough_tail_call
+  // and valdrin_opt_func_*, and the return jumpr.
   const char c = LowerAscii(t1.front());
-  if (c == 'f' || c == 'v') return true;
-  if (EqualsLower(t1, "jumpr")) return true;
+  if (c == 'f' || c == 'v' || EqualsLower(t1, "jumpr")) return true;
   if (pass == 1) {
-    // name,@function or name,@object after a .type-like word.
+    // Directives (.size, .globl, .comm, ...), and name,@function or
+    // name,@object after a .type-like word.
+    if (t1.find('.') != std::string_view::npos) return true;
     return statementText_.find('@') != std::string_view::npos && StatementToken(2).starts_with('@');
   }
 
+  // Of the directives pass 2 reads the scope lists and the function end.
+  if (c == '.') {
+    for (std::string_view directive : {".weak", ".globl", ".global", ".size"}) {
+      if (EqualsLower(t1, directive)) return true;
+    }
+  }
   if (EqualsLower(StatementToken(1), "r31")) return true;  // counts as a return
   if (foreignFunction) return false;
   if (ContainsLower(t1, "allocframe") || EqualsLower(t1, "r29") || EqualsLower(t1, "sp")) return true;

@@ -51,7 +51,8 @@ TEST(Pass2, CallsJumpsAndLoadedAddresses) {
                          "\tcall initcode\n\tcall caller\n\tjump .LBB0_1\n\tr0 = ##handler\n\tr0 = ##table+4\n"
                          "\tr0 = ##buffer\n\tr0 = ##nowhere\n\tjump tailfn\n") +
       Function("noframe", "\tcall noframe\n\tjump noframe\n\tif (p1.new) r3 = ##known\n\tr1.h = #hi(handler)\n") +
-      Function("selfjump", "\tallocframe(#0)\n\tjump selfjump\n\tmemw(r0+#0) = ##known\n") + "\tcall outside\n";
+      Function("selfjump", "\tallocframe(#0)\n\tjump selfjump\n\tmemw(r0+#0) = ##known\n") + "\tcall outside\n"
+      "\tjump .Lout\n";
   testutil::TempDir dir;
   const auto paths = passtest::WriteFiles(dir, {{"c.s", calls}});
   FileParser p;
@@ -66,6 +67,8 @@ TEST(Pass2, CallsJumpsAndLoadedAddresses) {
   // A jump back to itself is an error only for a function with a frame.
   EXPECT_TRUE(Has(out, "Warning: HandleJump selfjump failed") && !Has(out, "HandleJump noframe"));
   EXPECT_TRUE(Has(out, "Warning: Call failed for no current function.\nWarning: HandleCall outside failed"));
+  // Even a branch to a local label is reported outside any function.
+  EXPECT_TRUE(Has(out, "Warning: Jump failed for no current function.\nWarning: HandleJump .Lout failed"));
   // With parentheses kept inside tokens the stored address reaches the
   // constant-extender handler.
   FileParser parens;
