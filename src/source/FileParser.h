@@ -157,7 +157,9 @@ class FileParser : public AssemblyData {
   int HandleConstantExtender(const std::string& line, const std::string& file);
   int HandleAddressTaken(const std::string& name, const std::string& file);
   static void StripPlt(std::string& name);
-  __func_attr* FindFunction(const std::string& name, const std::string& qualifier);
+  // A file-local definition first, then a global one; key, when given,
+  // receives the key found (valid until the next lookup).
+  __func_attr* FindFunction(const std::string& name, const std::string& qualifier, std::string_view* key = nullptr);
   __mem_attr* FindMemoryObject(const std::string& name, const std::string& qualifier);
 
   // ---- Aid files and roots -----------------------------------------------

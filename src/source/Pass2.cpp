@@ -237,8 +237,15 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
   if (name.compare(0, 2, "##") == 0) name.erase(0, 2);
   if (name.empty()) return addressOnly ? 0 : -1;
 
-  __func_attr* callee = FindFunction(name, file);
-  if (callee == nullptr) callee = GetAliasAttribute(name, file);
+  // The key the record was found under is its Key: the caller's call list
+  // takes it from here, so that this record, rarely in cache, is only
+  // written below, never waited for.
+  std::string_view key;
+  __func_attr* callee = FindFunction(name, file, &key);
+  if (callee == nullptr) {
+    callee = GetAliasAttribute(name, file);
+    if (callee != nullptr) key = callee->Key;
+  }
   if (callee == nullptr) {
     if (addressOnly) return 0;  // an unknown address is no call
     if (DoesListItemExist(name, ListFalseFunction)) return 0;
@@ -246,6 +253,7 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
     if (callee == nullptr) return -1;
     // An unknown function leaves every caller's tree open.
     if (IsPresetFunction(callee) == 0) callee->BranchType = Open;
+    key = callee->Key;
   }
   if (callee == currentFunction) {
     // Recursion only counts for a function that uses stack.
@@ -255,7 +263,7 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
   // used-functions-only report mode and the front end's Used column read.
   callee->HasParent = true;
   callee->IsUsed = true;
-  InsertCallListItem(currentFunction, callee->Key);
+  InsertCallListItem(currentFunction, key);
   if (addressOnly) currentFunction->HasPtrToFunc = true;
   return 0;
 }
@@ -346,11 +354,16 @@ const std::string& FileParser::LocalKey(const std::string& name, const std::stri
   return keyBuffer_;
 }
 
-__func_attr* FileParser::FindFunction(const std::string& name, const std::string& qualifier) {
+__func_attr* FileParser::FindFunction(const std::string& name, const std::string& qualifier,
+                                      std::string_view* key) {
   // A file-local definition wins over a global one of the same name.
   if (functionMap.MayHaveLocalKey(name)) {
-    if (__func_attr* local = FindFuncItem(LocalKey(name, qualifier))) return local;
+    if (__func_attr* local = FindFuncItem(LocalKey(name, qualifier))) {
+      if (key != nullptr) *key = keyBuffer_;
+      return local;
+    }
   }
+  if (key != nullptr) *key = name;
   return FindFuncItem(name);
 }
 
