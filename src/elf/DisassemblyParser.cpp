@@ -400,15 +400,19 @@ fcn_symbols* FileParser::NextContaining(ElfFile* elf, fcn_symbols* symbol, uint3
   return nullptr;
 }
 
-__func_attr* FileParser::FindListedFunction(const std::string& name, const std::string& address) {
-  if (__func_attr* record = FindFunction(name, address)) return record;
+__func_attr* FileParser::FindListedFunction(const std::string& name, const std::string& address,
+                                            std::string_view* key) {
+  if (__func_attr* record = FindFunction(name, address, key)) return record;
   // A target inside a file-local function: its key holds the start address.
   uint32_t value = 0;
   ElfFile* elf = ListingElf();
   if (elf != nullptr && ParseAddress(address, value)) {
     for (fcn_symbols* s = elf->GetFcnSymForAddr(value); s != nullptr; s = NextContaining(elf, s, value)) {
       if (s->name != nullptr && name == s->name) {
-        if (__func_attr* record = FindFuncItem(GetLocalName(name, s->startAddress))) return record;
+        if (__func_attr* record = FindFuncItem(GetLocalName(name, s->startAddress))) {
+          if (key != nullptr) *key = record->Key;
+          return record;
+        }
       }
     }
   }
@@ -433,13 +437,19 @@ int FileParser::HandleDisAsmCall(std::string name, const std::string& address, i
       return 0;
     }
   }
-  __func_attr* target = FindListedFunction(name, address);
-  if (target == nullptr) target = IsPresetFunction(name);
-  if (target == nullptr) return 0;  // not a function the analysis knows
+  // The key found is the record's Key: the record is then only written,
+  // never waited for.
+  std::string_view key;
+  __func_attr* target = FindListedFunction(name, address, &key);
+  if (target == nullptr) {
+    target = IsPresetFunction(name);
+    if (target == nullptr) return 0;  // not a function the analysis knows
+    key = target->Key;
+  }
   target->IsUsed = true;
   target->HasParent = true;
   if (computed) currentFunction->HasPtrToFunc = true;
-  return InsertCallListItem(currentFunction, target->Key) == 0 ? 0 : -1;
+  return InsertCallListItem(currentFunction, key) == 0 ? 0 : -1;
 }
 
 int FileParser::HandleJump2(std::string name, const std::string& address) {

@@ -196,7 +196,8 @@ class FileParser : public AssemblyData {
   }
   bool RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value);
   static fcn_symbols* NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address);
-  __func_attr* FindListedFunction(const std::string& name, const std::string& address);
+  __func_attr* FindListedFunction(const std::string& name, const std::string& address,
+                                  std::string_view* key = nullptr);
 
   // ---- Computed calls ----------------------------------------------------
   int HandleIndirectCall3(uint32_t value);
