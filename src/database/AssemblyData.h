@@ -125,8 +125,10 @@ class AssemblyData {
   // The records of a call list (null for unknown keys), from the table when
   // it covers the record.
   std::span<__func_attr* const> CalleesOf(const __func_attr* record);
-  // Whether the edge at a table position names a filter function.
+  // Whether the edge at a table position names a filter function, and
+  // whether a function the table covers is one.
   bool CalleeIsFilter(size_t position) const { return calleeIsFilter_[position] != 0; }
+  bool FunctionIsFilter(const __func_attr* record) const { return functionIsFilter_[record->ordinal] != 0; }
   __func_attr* CalleeAt(size_t position) const { return calleeTable_[position]; }
 
   // ---- Warnings -------------------------------------------------------
@@ -256,6 +258,7 @@ class AssemblyData {
   std::vector<__func_attr*> calleeTable_;
   std::vector<__func_attr*> recordsByOrdinal_;  // the records in key order
   std::vector<uint8_t> calleeIsFilter_;
+  std::vector<uint8_t> functionIsFilter_;  // by ordinal
   uint64_t calleeTableVersion_ = ~uint64_t{0};
   uint64_t calleeTableFilterVersion_ = ~uint64_t{0};
 

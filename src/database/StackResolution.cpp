@@ -8,7 +8,6 @@
 // state (0 new, 3 on the current chain, 1 done, 2 done and recursive), so the
 // results are those of the plain recursive walk.
 #include <algorithm>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -35,29 +34,10 @@ int32_t WrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
-// Whether a function is a filter function. Resolving every function puts
-// the filter names into a hash set first: the filter map is string-compared.
-class Lookup {
- public:
-  Lookup(const AssemblyData& db, bool indexFilters) : db_(db), indexed_(indexFilters) {
-    if (!indexed_) return;
-    for (const auto& [key, record] : db.filterFunctionMap) filters_.insert(key);
-  }
-  bool IsFilter(std::string_view name) const {
-    if (!indexed_) return db_.IsFilterFunction(name);
-    return !filters_.empty() && filters_.count(name) != 0;
-  }
-
- private:
-  const AssemblyData& db_;
-  bool indexed_;
-  std::unordered_set<std::string_view> filters_;
-};
-
 // Steps taken on reaching a function: 0 or 1 when it is settled at once
 // (resolved earlier, on the current chain, or a leaf), -1 when its callees
 // must be walked; isFilter is set in that case.
-int Enter(AssemblyData& db, const Lookup& lookup, __func_attr* f, bool& isFilter) {
+int Enter(AssemblyData& db, __func_attr* f, bool& isFilter) {
   if (f->Recursion == 1) return 0;
   if (f->Recursion == 2) return 1;
   if (f->Recursion == 3) {
@@ -71,7 +51,7 @@ int Enter(AssemblyData& db, const Lookup& lookup, __func_attr* f, bool& isFilter
     }
     return 1;
   }
-  isFilter = lookup.IsFilter(f->Name);
+  isFilter = db.FunctionIsFilter(f);
   if (f->callList.empty()) {
     f->Recursion = 1;
     f->CumStack = f->Stack;
@@ -101,9 +81,9 @@ void Combine(WalkFrame& frame, int calleeResult) {
 }
 
 // Needs the callee table to cover every function.
-int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<WalkFrame>& chain) {
+int Walk(AssemblyData& db, __func_attr* root, std::vector<WalkFrame>& chain) {
   bool rootIsFilter = false;
-  int result = Enter(db, lookup, root, rootIsFilter);
+  int result = Enter(db, root, rootIsFilter);
   if (result >= 0) return result;
 
   auto open = [&](__func_attr* f, bool isFilter) {
@@ -136,7 +116,7 @@ int Walk(AssemblyData& db, const Lookup& lookup, __func_attr* root, std::vector<
       }
       frame.callee = callee;
       frame.calleeIsFilter = calleeIsFilter;
-      int calleeResult = Enter(db, lookup, callee, descendIsFilter);
+      int calleeResult = Enter(db, callee, descendIsFilter);
       if (calleeResult < 0) {
         descendInto = callee;
         break;
@@ -193,32 +173,29 @@ int AssemblyData::CopyFuncItemsToSizeMap() {
 }
 
 void AssemblyData::EnsureCalleeTable() {
-  if (calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version()) {
-    bool covered = true;
-    for (const auto& [key, record] : functionMap) {
-      if (!CalleeTableCovers(record.get())) {
-        covered = false;
-        break;
-      }
-    }
-    if (covered) return;
+  if (calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version() &&
+      std::all_of(recordsByOrdinal_.begin(), recordsByOrdinal_.end(),
+                  [this](const __func_attr* record) { return CalleeTableCovers(record); })) {
+    return;
   }
+  // The filter map is string-compared: its names go into a hash set once.
   std::unordered_set<std::string_view> filters;
   for (const auto& [key, record] : filterFunctionMap) filters.insert(key);
+  auto isFilter = [&filters](std::string_view name) { return !filters.empty() && filters.count(name) != 0; };
   calleeTable_.clear();
   calleeIsFilter_.clear();
+  functionIsFilter_.clear();
   recordsByOrdinal_.clear();
   recordsByOrdinal_.reserve(functionMap.size());
   size_t ordinal = 0;
   for (auto& [key, record] : functionMap) {
     recordsByOrdinal_.push_back(record.get());
+    functionIsFilter_.push_back(isFilter(record->Name));
     record->ordinal = ordinal++;
     record->calleeBegin = calleeTable_.size();
     record->calleeCount = record->callList.size();
     functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeTable_);
-    for (const std::string& callee : record->callList) {
-      calleeIsFilter_.push_back(!filters.empty() && filters.count(callee) != 0);
-    }
+    for (const std::string& callee : record->callList) calleeIsFilter_.push_back(isFilter(callee));
   }
   calleeTableVersion_ = functionMap.Version();
   calleeTableFilterVersion_ = filterFunctionMap.Version();
@@ -244,16 +221,15 @@ int AssemblyData::CheckRecursionAndStack(__func_attr* record) {
   EnsureCalleeTable();
   if (!CalleeTableCovers(record)) return 0;  // not a function of the map
   std::vector<WalkFrame> chain;
-  return Walk(*this, Lookup(*this, false), record, chain);
+  return Walk(*this, record, chain);
 }
 
 int AssemblyData::ResolveCumulativeStackUse() {
   EnsureCalleeTable();
   // Roots are taken in key order, which decides which function of a cycle
   // the recursion warning names.
-  Lookup lookup(*this, true);
   std::vector<WalkFrame> chain;
-  for (auto& [key, record] : functionMap) Walk(*this, lookup, record.get(), chain);
+  for (__func_attr* record : recordsByOrdinal_) Walk(*this, record, chain);
   return 0;
 }
 
