@@ -249,6 +249,8 @@ class AssemblyData {
     std::string names;
   };
   void BuildPathSteps(PathSteps& table);
+  // Prefetches what the reports read a few functions after this ordinal.
+  void PrefetchAhead(size_t ordinal) const;
   void ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next, bool& unknownCallee) const;
   int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& table, uint32_t pathNumber);
   // The records of one call list, reused from record to record.

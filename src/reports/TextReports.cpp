@@ -32,23 +32,9 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_BY_NAME, &file) != 0) return -1;
   EnsureCalleeTable();
-  // Each entry reads the records of all callees, scattered over memory:
-  // they are fetched a few entries ahead so that the reads overlap.
-  const std::vector<__func_attr*>& records = recordsByOrdinal_;
-  constexpr size_t kAhead = 8;
-  auto fetch = [](const __func_attr* record) {
-    __builtin_prefetch(&record->Name);
-    __builtin_prefetch(&record->CumStack);
-  };
-  for (size_t i = 0; i < records.size(); ++i) {
-    if (i + 2 * kAhead < records.size()) fetch(records[i + 2 * kAhead]);
-    if (i + kAhead < records.size()) {
-      const __func_attr* ahead = records[i + kAhead];
-      for (size_t e = ahead->calleeBegin; e < ahead->calleeBegin + ahead->calleeCount; ++e) {
-        if (calleeTable_[e] != nullptr) fetch(calleeTable_[e]);
-      }
-    }
-    DumpColumnFuncAttr(records[i], file);
+  for (size_t i = 0; i < recordsByOrdinal_.size(); ++i) {
+    PrefetchAhead(i);
+    DumpColumnFuncAttr(recordsByOrdinal_[i], file);
   }
   std::fclose(file);
   return 0;
@@ -137,22 +123,32 @@ void AssemblyData::ChooseNextStep(std::span<__func_attr* const> callees, uint32_
   }
 }
 
+void AssemblyData::PrefetchAhead(size_t ordinal) const {
+  // Records are scattered over the heap, and a report entry reads its
+  // function's and all its callees' records: fetching them a few functions
+  // ahead lets those reads overlap.
+  constexpr size_t kAhead = 8;
+  auto fetch = [](const __func_attr* record) {
+    __builtin_prefetch(&record->Name);
+    __builtin_prefetch(&record->CumStack);
+  };
+  const std::vector<__func_attr*>& records = recordsByOrdinal_;
+  if (ordinal + 2 * kAhead < records.size()) fetch(records[ordinal + 2 * kAhead]);
+  if (ordinal + kAhead < records.size()) {
+    const __func_attr* ahead = records[ordinal + kAhead];
+    for (size_t e = ahead->calleeBegin; e < ahead->calleeBegin + ahead->calleeCount; ++e) {
+      if (calleeTable_[e] != nullptr) fetch(calleeTable_[e]);
+    }
+  }
+}
+
 void AssemblyData::BuildPathSteps(PathSteps& table) {
   EnsureCalleeTable();
   const std::vector<__func_attr*>& records = recordsByOrdinal_;
   table.steps.assign(records.size(), PathStep{});
   table.names.clear();
-  // The callees' records are scattered: they are fetched a few functions
-  // ahead so that the reads overlap.
-  constexpr size_t kAhead = 8;
   for (size_t i = 0; i < records.size(); ++i) {
-    if (i + 2 * kAhead < records.size()) __builtin_prefetch(&records[i + 2 * kAhead]->CumStack);
-    if (i + kAhead < records.size()) {
-      const __func_attr* ahead = records[i + kAhead];
-      for (size_t e = ahead->calleeBegin; e < ahead->calleeBegin + ahead->calleeCount; ++e) {
-        if (calleeTable_[e] != nullptr) __builtin_prefetch(&calleeTable_[e]->CumStack);
-      }
-    }
+    PrefetchAhead(i);
     const __func_attr* record = records[i];
     PathStep& step = table.steps[i];
     step.cumStack = record->CumStack;
@@ -179,14 +175,16 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
   };
   // A greedy descent along the largest cumulative stack; it ends at a
   // function without known callees or at the first one that repeats.
+  auto stepLine = [&out](int32_t cumStack, int32_t stack, std::string_view name) {
+    out.Put("\tTotal ").Int(cumStack, 4).Put(" bytes, local ").Int(stack, 4).Put(" bytes, ").Put(name).Put('\n');
+  };
   uint32_t current = kNoStep;
   const bool inTable = record->ordinal < table.steps.size() && recordsByOrdinal_[record->ordinal] == record;
   if (inTable) {
     current = static_cast<uint32_t>(record->ordinal);
   } else {
     // A record outside the map: its own step is worked out here.
-    out.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4);
-    out.Put(" bytes, ").Put(record->UName).Put('\n');
+    stepLine(record->CumStack, record->Stack, record->UName.c_str());
     bool unknownCallee = false;
     ChooseNextStep(CalleesOf(record), current, unknownCallee);
     if (unknownCallee) result = -1;
@@ -198,8 +196,7 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
       break;
     }
     step.visitedBy = pathNumber;
-    out.Put("\tTotal ").Int(step.cumStack, 4).Put(" bytes, local ").Int(step.stack, 4);
-    out.Put(" bytes, ").Put(name(step)).Put('\n');
+    stepLine(step.cumStack, step.stack, name(step));
     if (step.unknownCallee) result = -1;
     current = step.next;
   }
