@@ -121,11 +121,8 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   // Most instructions are neither frame, call nor address forms: they are
   // never copied into the statement fields.
   if (skipFunction || !ListingLineMayMatter()) return;
-  current.ClearTokens();
   current.currentLine.assign(segment);
-  current.lineText.assign(segment);
-  std::string* fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
-  for (size_t i = 0; i < 5; ++i) fields[i]->assign(StatementToken(i));
+  FillStatementFields(5, false);
   ProcessKeywordsDisassembly();
 }
 

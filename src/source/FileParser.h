@@ -112,8 +112,9 @@ class FileParser : public AssemblyData {
   // are cut only as far as they are asked for, from where tokens left off.
   std::string_view StatementToken(size_t index);
   void BeginStatementTokens(const Tokenizer& tokens, const DelimiterSet& delimiters, size_t limit);
-  // Fills `current` from the statement and its tokens, for the pass handlers.
-  void FillStatementFields();
+  // Fills `current` from the statement and its first count tokens, for the
+  // handlers; source statements also fill the lower-case fields.
+  void FillStatementFields(size_t count, bool lowerCase);
   void UpdateLineCache();
   void ClearLineCache();
   int FindTextSection(FILE* stream);
@@ -132,6 +133,8 @@ class FileParser : public AssemblyData {
   int SetCurrentFunction(const std::string& name, const std::string& file);
   int SetCurrentFunctionRecord(__func_attr* record, const std::string& file);  // record already looked up
   static bool IsLabel(const std::string& name);
+  // The cheap part of IsLabel: a .L or .l name that is no thunk.
+  static bool IsLocalLabel(std::string_view name);
   int HandleCommon(const std::string& file);
   int HandleLCommon(const std::string& file);
   int HandleSpace(const std::string& file);
@@ -320,10 +323,7 @@ class FileParser : public AssemblyData {
   // The cache keeps the text of each statement; the look-back, which is
   // rare, cuts the tokens it reads again. One copy per statement instead of
   // five strings.
-  struct CachedStatement {
-    std::string text;
-  };
-  CachedStatement lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
+  std::string lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
   mutable ProcessedSourceLine cachedLine_;     // the entry CachedLine rebuilt last
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;

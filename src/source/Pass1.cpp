@@ -337,10 +337,15 @@ int FileParser::SetCurrentFunctionRecord(__func_attr* record, const std::string&
   return 0;
 }
 
+bool FileParser::IsLocalLabel(std::string_view name) {
+  // A thunk's name is a symbol whatever it starts with.
+  return (name.starts_with(".L") || name.starts_with(".l")) && !Contains(name, "thunk") && !Contains(name, "THUNK");
+}
+
 bool FileParser::IsLabel(const std::string& name) {
   if (name.empty()) return false;
+  if (IsLocalLabel(name)) return true;
   if (Contains(name, "thunk") || Contains(name, "THUNK")) return false;
-  if (name.compare(0, 2, ".L") == 0 || name.compare(0, 2, ".l") == 0) return true;
   std::string rest = name;
   if (rest.back() == 'f' || rest.back() == 'b') rest.pop_back();
   // Only a number (or a bracketed or signed one) can evaluate; anything else

@@ -39,7 +39,7 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
   // Most statements are instructions no pass acts on: they are never
   // copied into the statement fields.
   if (!StatementMayMatter(pass)) return;
-  FillStatementFields();
+  FillStatementFields(4, true);
   if (pass == 1) {
     ProcessKeywordsPass1(path);
   } else {
@@ -106,24 +106,13 @@ std::string_view FileParser::StatementToken(size_t index) {
   return index < statementTokenCount_ ? statementTokens_[index] : std::string_view();
 }
 
-namespace {
-
-// A local label (.L..., .l...) that no thunk name hides in: what the label
-// test of both passes takes for a branch target at once.
-bool IsLocalLabel(std::string_view name) {
-  if (name.ends_with(':')) name.remove_suffix(1);
-  return (name.starts_with(".L") || name.starts_with(".l")) && !Contains(name, "thunk") && !Contains(name, "THUNK");
-}
-
-}  // namespace
-
 bool FileParser::StatementMayMatter(int pass) {
   const std::string_view t1 = StatementToken(0);
   if (t1.back() == ':') {
     // Labels are the most common statements after instructions. Pass 1
     // skips local ones (.L, .l) in every section; pass 2 looks only at
     // labels in code outside a function body.
-    if (pass == 1) return !IsLocalLabel(t1);
+    if (pass == 1) return !IsLocalLabel(t1.substr(0, t1.size() - 1));
     const bool code = sectionState == SectionText || sectionState == SectionInitFini;
     return code && (currentFunction == nullptr || functionEnded);
   }
@@ -163,15 +152,15 @@ bool FileParser::StatementMayMatter(int pass) {
   return Contains(t2, "##") || Contains(t3, "##") || Contains(StatementToken(3), "##");
 }
 
-void FileParser::FillStatementFields() {
+void FileParser::FillStatementFields(size_t count, bool lowerCase) {
   current.ClearTokens();
   current.lineText.assign(statementText_);
-  std::string* const fields[] = {&current.token1, &current.token2, &current.token3, &current.token4};
+  std::string* const fields[] = {&current.token1, &current.token2, &current.token3, &current.token4, &current.token5};
   std::string* const lower[] = {&current.lowerToken1, &current.lowerToken2, &current.lowerToken3};
-  for (size_t i = 0; i < 4; ++i) {
+  for (size_t i = 0; i < count && i < 5; ++i) {
     const std::string_view token = StatementToken(i);
     fields[i]->append(token);
-    if (i < 3) AppendLower(*lower[i], token);
+    if (lowerCase && i < 3) AppendLower(*lower[i], token);
   }
 }
 
@@ -179,7 +168,7 @@ void FileParser::UpdateLineCache() {
   // The slot of the oldest entry becomes the newest; assigning into it keeps
   // the capacity of its string, so a warm cache never allocates.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
-  lineCache_[lineCacheHead_].text.assign(statementText_);
+  lineCache_[lineCacheHead_].assign(statementText_);
   if (lineCacheCount_ < kLineCacheSize) ++lineCacheCount_;
 }
 
@@ -189,15 +178,14 @@ const ProcessedSourceLine& FileParser::CachedLine(size_t index) const {
   // Out-of-range indexes are clamped to the oldest entry rather than read
   // past the ring.
   if (lineCacheCount_ != 0 && index >= lineCacheCount_) index = lineCacheCount_ - 1;
-  const CachedStatement& slot =
-      lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
+  const std::string& text = lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
   std::string_view tokens[3];
-  Tokenizer tokenizer(slot.text);
+  Tokenizer tokenizer(text);
   for (std::string_view& token : tokens) {
     if (!tokenizer.Next(SourceDelimiters(syntaxMode), token)) break;
   }
   ProcessedSourceLine& line = cachedLine_;
-  line.lineText = slot.text;
+  line.lineText = text;
   line.token1 = tokens[0];
   line.token2 = tokens[1];
   line.lowerToken1.clear();

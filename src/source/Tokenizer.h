@@ -104,17 +104,14 @@ inline bool Contains(std::string_view text, std::string_view part) {
   return false;
 }
 
+inline char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 // Appends text in ASCII lower case.
 inline void AppendLower(std::string& dst, std::string_view text) {
   const size_t start = dst.size();
   dst.append(text);
-  for (size_t i = start; i < dst.size(); ++i) {
-    char& c = dst[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  for (size_t i = start; i < dst.size(); ++i) dst[i] = LowerAscii(dst[i]);
 }
-
-inline char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 // Whether text in ASCII lower case equals word (given in lower case).
 inline bool EqualsLower(std::string_view text, std::string_view word) {
