@@ -241,22 +241,22 @@ class FuncMap {
 
   size_t Mask() const { return slots_.size() - 1; }
 
-  const Slot* Lookup(std::string_view key, size_t hash) const {
+  // The first slot of the hash's probe run that has the hash and passes
+  // the test, or null.
+  template <class Test>
+  const Slot* Probe(size_t hash, Test test) const {
     if (slots_.empty()) return nullptr;
     for (size_t i = hash & Mask();; i = (i + 1) & Mask()) {
       const Slot& slot = slots_[i];
       if (!slot.used) return nullptr;
-      if (slot.hash == hash && slot.Holds(key)) return &slot;
+      if (slot.hash == hash && test(slot)) return &slot;
     }
   }
-
+  const Slot* Lookup(std::string_view key, size_t hash) const {
+    return Probe(hash, [key](const Slot& slot) { return slot.Holds(key); });
+  }
   const Slot* FirstWithHash(size_t hash) const {
-    if (slots_.empty()) return nullptr;
-    for (size_t i = hash & Mask();; i = (i + 1) & Mask()) {
-      const Slot& slot = slots_[i];
-      if (!slot.used) return nullptr;
-      if (slot.hash == hash) return &slot;
-    }
+    return Probe(hash, [](const Slot&) { return true; });
   }
 
   void Place(Slot slot) {
