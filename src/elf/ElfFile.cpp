@@ -537,14 +537,12 @@ obj_symbols* ElfFile::GetObjSymAtAddr(uint32_t addr) {
   return StepBack(base, found, addr, CompareAddrIn<obj_symbols>);
 }
 
-const std::map<std::string, size_t, std::less<>>& ElfFile::GetSymMap() {
+const std::unordered_map<std::string_view, size_t>& ElfFile::GetSymMap() {
   if (nameIndex_.empty() && symtabFound_ && FindSection(".strtab") != nullptr) {
+    nameIndex_.reserve(symbols_.size());
     for (size_t i = 0; i < symbols_.size(); ++i) {
       std::string_view name = symbols_[i].name;
-      if (name.empty()) continue;
-      // The first entry of a name is kept; find first so that a repeated
-      // name costs no string.
-      if (nameIndex_.find(name) == nameIndex_.end()) nameIndex_.emplace(name, i);
+      if (!name.empty()) nameIndex_.emplace(name, i);  // the first entry of a name is kept
     }
   }
   return nameIndex_;

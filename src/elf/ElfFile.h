@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 struct fcn_symbols {
@@ -95,7 +96,7 @@ class ElfFile {
   const ElfSymbol* GetSymbolByName(const std::string& name);
   fcn_symbols* GetFcnSymByName(const std::string& name);
   obj_symbols* GetNotypeSymByName(const std::string& name);
-  const std::map<std::string, size_t, std::less<>>& GetSymMap();
+  const std::unordered_map<std::string_view, size_t>& GetSymMap();
 
   void InsertReloItem(uint32_t offset, fcn_symbols* rec, int kind);
   fcn_symbols* FindReloItem(uint32_t offset, int kind);
@@ -168,5 +169,6 @@ class ElfFile {
   std::vector<uint32_t> packetSuffix_;  // built only when packet counting gets expensive
   uint64_t packetWork_ = 0;
   std::map<uint32_t, fcn_symbols*> relocations_[3];
-  std::map<std::string, size_t, std::less<>> nameIndex_;
+  // Views into symbolNames_, which lives as long as the index.
+  std::unordered_map<std::string_view, size_t> nameIndex_;
 };
