@@ -22,10 +22,13 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
   return !text.empty() && text[0] == prefix[0] && text.substr(0, prefix.size()) == prefix;
 }
 
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+
 bool IsHexText(std::string_view text) {
   if (text.empty()) return false;
   for (char c : text) {
-    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))) return false;
+    if (!IsHexDigit(c)) return false;
   }
   return true;
 }
@@ -38,6 +41,22 @@ bool ParseAddress(std::string_view text, uint32_t& value) {
   for (char c : text) v = (v << 4) | static_cast<uint64_t>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
   value = static_cast<uint32_t>(v);
   return true;
+}
+
+// Length of the encoding "hh hh hh hh<tab>wwwwwwww<blank>" when text starts
+// with it, else 0. Hex digits and blanks split alike under every delimiter
+// set, so skipping it whole leaves the tokenizer where a token-by-token skip
+// would: the byte "hh", three more bytes and the word, each with its blank.
+size_t EncodingLength(std::string_view text) {
+  constexpr size_t kLength = 21;
+  if (text.size() < kLength) return 0;
+  for (size_t i = 0; i < 12; i += 3) {
+    if (!IsHexDigit(text[i]) || !IsHexDigit(text[i + 1]) || !IsBlank(text[i + 2])) return 0;
+  }
+  for (size_t i = 12; i < 20; ++i) {
+    if (!IsHexDigit(text[i])) return 0;
+  }
+  return IsBlank(text[20]) ? kLength : 0;
 }
 
 // The next ";"-separated segment of rest, as strtok would cut it (empty
@@ -152,7 +171,15 @@ int FileParser::DisAsmLineHasKeywords() {
   Tokenizer tokens(statementText_);
   std::string_view firstToken, secondToken;
   if (!tokens.Next(delimiters, firstToken)) return 0;
-  bool hasSecond = tokens.Next(delimiters, secondToken);
+  // Nearly every line is an instruction with its encoding: its first byte
+  // is the second token and the rest of the encoding is skipped below.
+  const size_t encoding = EndsWith(firstToken, ':') ? EncodingLength(tokens.Unread()) : 0;
+  bool hasSecond = true;
+  if (encoding != 0) {
+    secondToken = tokens.Unread().substr(0, 2);
+  } else {
+    hasSecond = tokens.Next(delimiters, secondToken);
+  }
 
   if (hasSecond && EndsWith(secondToken, ':')) {
     // "<address> <name>:" opens a function.
@@ -189,9 +216,13 @@ int FileParser::DisAsmLineHasKeywords() {
     return 1;
   }
   // Skip the rest of the encoding (three more bytes and the word).
-  std::string_view skipped;
-  for (int i = 0; i < 4; ++i) {
-    if (!tokens.Next(kBlankDelimiters, skipped)) return 0;
+  if (encoding != 0) {
+    tokens.Skip(encoding);
+  } else {
+    std::string_view skipped;
+    for (int i = 0; i < 4; ++i) {
+      if (!tokens.Next(kBlankDelimiters, skipped)) return 0;
+    }
   }
   BeginStatementTokens(tokens, delimiters, 5);
   return StatementToken(0).empty() ? 0 : 1;

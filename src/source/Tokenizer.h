@@ -72,6 +72,12 @@ class Tokenizer {
     return true;
   }
 
+  // The text not yet looked at, NUL bytes and all.
+  std::string_view Unread() const { return text_.substr(pos_); }
+  // Steps over count characters of Unread(), which the caller has read
+  // and found free of NUL bytes.
+  void Skip(size_t count) { pos_ += count < text_.size() - pos_ ? count : text_.size() - pos_; }
+
   // The text not yet looked at, up to a NUL byte.
   std::string_view Rest() const {
     std::string_view rest = text_.substr(pos_);
