@@ -1,6 +1,7 @@
 // Reads the objdump listing of a linked image or of the linked toolchain
 // libraries: function headers, frame instructions, direct calls and jumps,
 // relocation lines and the forms of computed calls.
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -22,8 +23,17 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
   return !text.empty() && text[0] == prefix[0] && text.substr(0, prefix.size()) == prefix;
 }
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
-bool IsHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+// Character classes looked up in a table: the encoding test runs on every
+// line of a listing.
+enum : unsigned char { kHexDigit = 1, kBlank = 2 };
+constexpr std::array<unsigned char, 256> kCharClass = [] {
+  std::array<unsigned char, 256> table{};
+  for (char c : std::string_view("0123456789abcdefABCDEF")) table[static_cast<unsigned char>(c)] = kHexDigit;
+  table[' '] = table['\t'] = kBlank;
+  return table;
+}();
+bool IsBlank(char c) { return kCharClass[static_cast<unsigned char>(c)] == kBlank; }
+bool IsHexDigit(char c) { return kCharClass[static_cast<unsigned char>(c)] == kHexDigit; }
 
 bool IsHexText(std::string_view text) {
   if (text.empty()) return false;

@@ -63,6 +63,22 @@ TEST(ListingParser, ComputedCallsThroughConstantsAndHalves) {
   }
 }
 
+// Encoding columns of an unusual shape are cut token by token: two blanks,
+// three bytes, a word that is not hex, a word at the end of the line.
+TEST(ListingParser, IrregularEncodingColumns) {
+  Image img("samples/ctrl_loop/ctrl_loop.elf");
+  img.Parse(kPreamble +
+            "00020080 <factorial>:\n"
+            "   20080:\t02 c0 9d a0\ta09dc002 { \tallocframe(#16) } \n"
+            "   20084:\t00 c0 00 5a  5a00c000 { \tcall 0x200d0 } \n"
+            "   20088:\t00 c0 00\t5a00c000 { \tcall 0x20d20 } \n"  // "{" is cut as the word
+            "   2008c:\t00 c0 00 5a\t5a00c000\n"
+            "   20090:\t00 c0 00 5a\t5a00c0zz { \tcall 0x20080 } \n");
+  const __func_attr* factorial = img.p.FindFuncItem("factorial");
+  EXPECT_EQ(factorial->Stack, 24);
+  EXPECT_EQ(Calls(factorial), (Strings{"calc_eval", "log_line-of-00020d20", "factorial"}));
+}
+
 TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
   FileParser p;
   p.objdumpKind = 2;
