@@ -55,13 +55,12 @@ class Tokenizer {
       uint64_t word;
       while (end - p >= 8 && (std::memcpy(&word, p, 8), word == kBlanks)) p += 8;
     }
-    while (p != end && delimiters.Class(*p) == DelimiterSet::kDelimiter) ++p;
+    p = SkipClass(p, end, delimiters, DelimiterSet::kDelimiter);
     if (p == end || *p == '\0') {
       End(static_cast<size_t>(p - begin));
       return false;
     }
-    const char* q = p;
-    while (q != end && delimiters.Class(*q) == DelimiterSet::kOther) ++q;
+    const char* q = SkipClass(p, end, delimiters, DelimiterSet::kOther);
     token = std::string_view(p, static_cast<size_t>(q - p));
     if (q != end && *q == '\0') {
       End(static_cast<size_t>(q - begin));
@@ -88,6 +87,20 @@ class Tokenizer {
   }
 
  private:
+  // The first character from p on that is not of class c, or end. Four at
+  // a time while four remain: one bounds test instead of four.
+  static const char* SkipClass(const char* p, const char* end, const DelimiterSet& delimiters, unsigned char c) {
+    while (end - p >= 4) {
+      if (delimiters.Class(p[0]) != c) return p;
+      if (delimiters.Class(p[1]) != c) return p + 1;
+      if (delimiters.Class(p[2]) != c) return p + 2;
+      if (delimiters.Class(p[3]) != c) return p + 3;
+      p += 4;
+    }
+    while (p != end && delimiters.Class(*p) == c) ++p;
+    return p;
+  }
+
   void End(size_t nul) {
     text_ = text_.substr(0, nul);
     pos_ = text_.size();

@@ -82,19 +82,28 @@ TEST(StatementReader, DelimiterSetChangesBetweenTokens) {
   EXPECT_EQ(seen, "a|b|c)|d|");
 }
 
-// The tokenizer steps over runs of blanks in words; strtok is the reference.
+// The tokenizer steps over runs of blanks and scans several characters at a
+// time; strtok is the reference, with the delimiter set changing at random
+// between tokens and NUL ending the text.
 TEST(StatementReader, TokensMatchStrtokOverBlankRuns) {
   std::mt19937 rng(3);
-  const std::string alphabet = "    \t,(a.";
-  for (int round = 0; round < 2000; ++round) {
+  const std::string alphabet = "    \t,(a.b"s + '\0';
+  const char* const sets[] = {" \t\r\n,={}()", " \t"};
+  const DelimiterSet* const delimiters[] = {&kSourceDelimiters, &kBlankDelimiters};
+  for (int round = 0; round < 4000; ++round) {
     std::string text;
     for (size_t n = rng() % 60; n > 0; --n) text += rng() % 4 == 0 ? std::string(rng() % 20, ' ') : std::string(1, alphabet[rng() % alphabet.size()]);
+    std::vector<int> choice(text.size() + 1);
+    for (int& c : choice) c = round % 2 == 0 ? 0 : static_cast<int>(rng() % 2);
     std::string expected, seen, copy = text;
-    for (char* token = std::strtok(copy.data(), " \t\r\n,={}()"); token != nullptr; token = std::strtok(nullptr, " \t\r\n,={}()")) {
+    size_t i = 0;
+    for (char* token = std::strtok(copy.data(), sets[choice[0]]); token != nullptr;
+         token = std::strtok(nullptr, sets[choice[++i]])) {
       expected += std::string(token) + "|";
     }
     Tokenizer tokens(text);
-    for (std::string_view token; tokens.Next(kSourceDelimiters, token);) seen += std::string(token) + "|";
+    i = 0;
+    for (std::string_view token; tokens.Next(*delimiters[choice[i]], token); ++i) seen += std::string(token) + "|";
     ASSERT_EQ(seen, expected) << '"' << text << '"';
   }
 }
