@@ -110,7 +110,11 @@ class FileParser : public AssemblyData {
   bool StatementMayMatter(int pass);
   // The index-th token of the statement (empty when it has fewer); tokens
   // are cut only as far as they are asked for, from where tokens left off.
-  std::string_view StatementToken(size_t index);
+  std::string_view StatementToken(size_t index) {
+    // Tests ask for the same few tokens again and again: those already cut
+    // are answered here, without a call.
+    return index < statementTokenCount_ ? statementTokens_[index] : CutStatementTokens(index);
+  }
   void BeginStatementTokens(const Tokenizer& tokens, const DelimiterSet& delimiters, size_t limit);
   // Fills `current` from the statement and its first count tokens, for the
   // handlers; source statements also fill the lower-case fields.
@@ -328,6 +332,8 @@ class FileParser : public AssemblyData {
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;
   std::vector<char> readBuffer_;  // block buffer of the statement reader, kept from file to file
+  // Cuts tokens up to the index-th: StatementToken's path for a token not yet cut.
+  std::string_view CutStatementTokens(size_t index);
   // The statement being read and its first tokens (four of a source
   // statement, five of a listing instruction), as views into the read
   // buffer; `current` is filled from them only when a handler needs it.

@@ -94,7 +94,7 @@ void FileParser::BeginStatementTokens(const Tokenizer& tokens, const DelimiterSe
   statementTokensDone_ = false;
 }
 
-std::string_view FileParser::StatementToken(size_t index) {
+std::string_view FileParser::CutStatementTokens(size_t index) {
   while (statementTokenCount_ <= index && statementTokenCount_ < statementTokenLimit_ && !statementTokensDone_) {
     std::string_view token;
     if (statementTokenizer_.Next(*statementDelimiters_, token)) {
