@@ -1,6 +1,8 @@
 // The ELF32 reader's lookup rules and relocation maps on small written files.
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "TestUtil.h"
 #include "elf/ElfFile.h"
 #include "elf/ElfTestImage.h"
@@ -41,6 +43,39 @@ TEST(ElfFile, LookupRules) {
   const obj_symbols* table = elf.GetObjSymAtAddr(0x200);
   ASSERT_TRUE(table && table->initialWord == 0x12345678u);
   EXPECT_EQ(elf.GetObjSymAtAddr(0x204), table);  // found by start, stepped back to the enclosing one
+}
+
+// Ranges that neither nest nor overlap, with aliases, empty functions and
+// gaps: every address finds the first function that holds it and the first
+// that starts there, or none.
+TEST(ElfFile, ContainingFunctionOfAscendingRanges) {
+  std::mt19937 rng(7);
+  testutil::TempDir dir;
+  for (int round = 0; round < 40; ++round) {
+    Image image;
+    image.sections = {{".text", kProgBits, 0x100, std::string(0x400, '\0')}};
+    uint32_t at = 0x100;
+    for (int i = 0; i < 30 && at < 0x4f0; ++i) {
+      at += rng() % 3 == 0 ? rng() % 8 : 0;  // a gap now and then
+      const uint32_t size = rng() % 5 == 0 ? 0 : 4 + rng() % 12;
+      image.symbols.push_back({"f" + std::to_string(i), at, size});
+      if (rng() % 4 == 0) image.symbols.push_back({"alias" + std::to_string(i), at, size});
+      at += size;
+    }
+    ElfFile elf;
+    Load(elf, dir, image.Build());
+    const std::vector<fcn_symbols>& all = elf.Functions();
+    for (uint32_t addr = 0xf0; addr < at + 8; ++addr) {
+      const fcn_symbols* holds = nullptr;
+      const fcn_symbols* starts = nullptr;
+      for (const fcn_symbols& f : all) {
+        if (holds == nullptr && f.startAddress <= addr && addr < f.endAddress) holds = &f;
+        if (starts == nullptr && f.startAddress == addr) starts = &f;
+      }
+      ASSERT_EQ(elf.GetFcnSymForAddr(addr), holds) << "round " << round << " address " << addr;
+      ASSERT_EQ(elf.GetFirstFncAtAddr(addr), starts) << "round " << round << " address " << addr;
+    }
+  }
 }
 
 TEST(ElfFile, SyntheticRelocations) {
