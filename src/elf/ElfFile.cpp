@@ -444,14 +444,11 @@ void ElfFile::BldFcnSymList() {
     functionRanges_.push_back({rec.startAddress, rec.endAddress});
     functionOfSymbol_[symbolIndex] = static_cast<uint32_t>(functions_.size());
   }
-  startsAscend_ = std::adjacent_find(functionRanges_.begin(), functionRanges_.end(),
-                                     [](const AddressRange& a, const AddressRange& b) {
-                                       return b.startAddress < a.startAddress;
-                                     }) == functionRanges_.end();
-  rangesAscend_ = std::adjacent_find(functionRanges_.begin(), functionRanges_.end(),
-                                     [](const AddressRange& a, const AddressRange& b) {
-                                       return b.startAddress < a.startAddress || b.endAddress < a.endAddress;
-                                     }) == functionRanges_.end();
+  // The starts ascend by the sort; whether the ends do decides the search.
+  endsAscend_ = std::adjacent_find(functionRanges_.begin(), functionRanges_.end(),
+                                   [](const AddressRange& a, const AddressRange& b) {
+                                     return b.endAddress < a.endAddress;
+                                   }) == functionRanges_.end();
 }
 
 void ElfFile::BldObjSymList() {
@@ -483,21 +480,21 @@ fcn_symbols* ElfFile::GetFcnSymForAddr(uint32_t addr) {
   // The same search over the address ranges alone: five times denser than
   // the records, so the probes of a large image miss the cache far less.
   if (functionRanges_.size() != functions_.size()) return nullptr;
-  if (rangesAscend_) return AscendingRangeFor(addr);
+  if (endsAscend_) return AscendingRangeFor(addr);
   AddressRange* base = functionRanges_.data();
   AddressRange* found = BinarySearch(base, functionRanges_.size(), addr, CompareAddrIn<AddressRange>);
   found = StepBack(base, found, addr, CompareAddrIn<AddressRange>);
   return found == nullptr ? nullptr : &functions_[static_cast<size_t>(found - base)];
 }
 
-template <typename Key>
-size_t ElfFile::FirstRangeAbove(uint32_t addr, Key key) const {
+template <typename Before>
+size_t ElfFile::FirstRangeNotBefore(Before before) const {
   const AddressRange* base = functionRanges_.data();
   size_t first = 0;
   size_t length = functionRanges_.size();
   while (length > 0) {
     const size_t half = length / 2;
-    const bool right = key(base[first + half]) <= addr;
+    const bool right = before(base[first + half]);
     first = right ? first + half + 1 : first;
     length = right ? length - half - 1 : half;
   }
@@ -508,7 +505,7 @@ fcn_symbols* ElfFile::AscendingRangeFor(uint32_t addr) {
   // With starts and ends ascending, the ranges that hold an address form one
   // run: every probe of the classic search that lands in it steps back to
   // its first range, which is the first range ending after the address.
-  const size_t first = FirstRangeAbove(addr, [](const AddressRange& r) { return r.endAddress; });
+  const size_t first = FirstRangeNotBefore([addr](const AddressRange& r) { return r.endAddress <= addr; });
   if (first == functionRanges_.size() || functionRanges_[first].startAddress > addr) return nullptr;
   return &functions_[first];
 }
@@ -519,14 +516,11 @@ const char* ElfFile::GetFcnNameForAddr(uint32_t addr) {
 }
 
 fcn_symbols* ElfFile::GetFirstFncAtAddr(uint32_t addr) {
-  if (startsAscend_ && functionRanges_.size() == functions_.size() && addr != 0) {
-    // Sorted starts: the classic search lands on some function starting at
-    // the address and steps back to the first of them, the one just after
-    // every start below it.
-    const size_t first = FirstRangeAbove(addr - 1, [](const AddressRange& r) { return r.startAddress; });
-    return first < functions_.size() && functionRanges_[first].startAddress == addr ? &functions_[first] : nullptr;
-  }
-  return GetFirstFncAtAddr(addr, functions_.data(), functions_.size());
+  if (functionRanges_.size() != functions_.size()) return nullptr;
+  // The classic search lands on some function starting at the address and
+  // steps back to the first of them: the one just after every start below.
+  const size_t first = FirstRangeNotBefore([addr](const AddressRange& r) { return r.startAddress < addr; });
+  return first < functions_.size() && functionRanges_[first].startAddress == addr ? &functions_[first] : nullptr;
 }
 
 fcn_symbols* ElfFile::GetFirstFncAtAddr(uint32_t addr, fcn_symbols* array, size_t count) {

@@ -114,11 +114,12 @@ class ElfFile {
   void DumpAll(FILE* out);
 
  private:
-  fcn_symbols* AscendingRangeFor(uint32_t addr);  // GetFcnSymForAddr when rangesAscend_
-  // The first range of functionRanges_ at or after which key(range) > addr
-  // holds, searched without branches on the data; key must ascend.
-  template <typename Key>
-  size_t FirstRangeAbove(uint32_t addr, Key key) const;
+  fcn_symbols* AscendingRangeFor(uint32_t addr);  // GetFcnSymForAddr when endsAscend_
+  // The index of the first range of functionRanges_ for which before() is
+  // false, searched without branches on the data; before() must hold for a
+  // prefix of the ranges and for nothing after it.
+  template <typename Before>
+  size_t FirstRangeNotBefore(Before before) const;
   struct Header {
     uint16_t type = 0;
     uint16_t machine = 0;
@@ -160,12 +161,11 @@ class ElfFile {
     uint32_t startAddress;
     uint32_t endAddress;
   };
-  std::vector<AddressRange> functionRanges_;  // of functions_, index for index
-  // Whether starts and ends both ascend through functionRanges_ (no range
-  // nests inside another that ends later), which allows a search without
-  // the classic search's unpredictable branches.
-  bool rangesAscend_ = false;
-  bool startsAscend_ = false;  // the same for the starts alone
+  std::vector<AddressRange> functionRanges_;  // of functions_, index for index, starts ascending
+  // Whether the ends ascend as well (no range nests inside another that ends
+  // later), which allows a search without the classic search's
+  // unpredictable branches.
+  bool endsAscend_ = false;
   std::vector<fcn_symbols> dynFunctions_;  // never filled: nothing asks for dynamic functions
   std::vector<obj_symbols> objects_;
   std::vector<obj_symbols> notypes_;
