@@ -17,6 +17,8 @@
 #include "database/Records.h"
 #include "elf/ElfFile.h"
 
+class TextSink;
+
 // Report file names (writable, as the front end may rename them).
 extern std::string FILE_NAME_BY_SIZE;
 extern std::string FILE_NAME_BY_NAME;
@@ -242,6 +244,8 @@ class AssemblyData {
     size_t nameBegin = 0;     // UName in PathSteps::names
     uint32_t nameLength = 0;
     bool unknownCallee = false;  // an unknown callee ended the choice
+    bool hasCalls = false;
+    bool isUsed = false;
   };
   static constexpr uint32_t kNoStep = ~uint32_t{0};
   struct PathSteps {
@@ -249,16 +253,40 @@ class AssemblyData {
     std::string names;
   };
   void BuildPathSteps(PathSteps& table);
-  // Prefetches what the reports read a few functions after this ordinal.
-  void PrefetchAhead(size_t ordinal) const;
   void ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next, bool& unknownCallee) const;
-  int DumpCallPath(const __func_attr* record, FILE* file, PathSteps& table, uint32_t pathNumber);
+  int WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber);
+
+  // A callee row of the by-name report, and the names (up to a NUL) and
+  // cumulative stacks of all functions by ordinal that the rows are cut from.
+  struct CalleeRow {
+    std::string_view name;
+    int32_t cumStack;
+  };
+  struct NameTable {
+    std::vector<int32_t> cumStack;
+    std::string names;
+    std::vector<size_t> nameEnds;  // name i spans [nameEnds[i], nameEnds[i + 1])
+    std::string_view Name(size_t ordinal) const {
+      return std::string_view(names).substr(nameEnds[ordinal], nameEnds[ordinal + 1] - nameEnds[ordinal]);
+    }
+  };
+  NameTable BuildNameTable() const;
+  void WriteColumnEntry(TextSink& out, const __func_attr* record, std::span<const CalleeRow> callees);
+  void WriteCsvEntry(TextSink& out, const __func_attr* record);
+  // The size map's records in its order.
+  std::vector<__func_attr*> RecordsBySize() const;
+  // Prefetches what the reports read of the records some entries after i.
+  static void PrefetchRecord(const std::vector<__func_attr*>& records, size_t i);
+  void WriteFunctionNode(TextSink& out, const __func_attr* record);
+  void WriteModuleList(TextSink& out, const __func_attr* record) const;
+  static void PutEscapedForXML(TextSink& out, const std::string& text);
   // The records of one call list, reused from record to record.
   std::vector<__func_attr*> calleeBuffer_;
   // Callee records of every function, record by record in key order, and
   // whether each edge's key names a filter function.
   std::vector<__func_attr*> calleeTable_;
   std::vector<__func_attr*> recordsByOrdinal_;  // the records in key order
+  std::vector<uint32_t> calleeOrdinal_;         // by edge: the callee's ordinal, or kNoStep
   std::vector<uint8_t> calleeIsFilter_;
   std::vector<uint8_t> functionIsFilter_;  // by ordinal
   uint64_t calleeTableVersion_ = ~uint64_t{0};

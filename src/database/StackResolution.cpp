@@ -197,6 +197,17 @@ void AssemblyData::EnsureCalleeTable() {
     functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeTable_);
     for (const std::string& callee : record->callList) calleeIsFilter_.push_back(isFilter(callee));
   }
+  // The reports index tables by the callees' ordinals; each is read here
+  // once, with the reads of several edges in flight together.
+  calleeOrdinal_.resize(calleeTable_.size());
+  constexpr size_t kAhead = 16;
+  for (size_t e = 0; e < calleeTable_.size(); ++e) {
+    if (e + kAhead < calleeTable_.size() && calleeTable_[e + kAhead] != nullptr) {
+      __builtin_prefetch(&calleeTable_[e + kAhead]->ordinal);
+    }
+    const __func_attr* callee = calleeTable_[e];
+    calleeOrdinal_[e] = callee != nullptr ? static_cast<uint32_t>(callee->ordinal) : kNoStep;
+  }
   calleeTableVersion_ = functionMap.Version();
   calleeTableFilterVersion_ = filterFunctionMap.Version();
 }

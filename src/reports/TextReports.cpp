@@ -22,8 +22,15 @@ const char* ScopeWord(int32_t value) {
 int AssemblyData::DumpSizeItems(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_BY_SIZE, &file) != 0) return -1;
-  std::fputs("Function Name, Cumulative Stack Size, Branch Type\n", file);
-  for (const auto& [stack, record] : sizeMap) DumpCSVFuncAttr(record, file);
+  {
+    TextSink out(file);
+    out.Put("Function Name, Cumulative Stack Size, Branch Type\n");
+    const std::vector<__func_attr*> records = RecordsBySize();
+    for (size_t i = 0; i < records.size(); ++i) {
+      PrefetchRecord(records, i);
+      WriteCsvEntry(out, records[i]);
+    }
+  }
   std::fclose(file);
   return 0;
 }
@@ -32,9 +39,23 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_BY_NAME, &file) != 0) return -1;
   EnsureCalleeTable();
-  for (size_t i = 0; i < recordsByOrdinal_.size(); ++i) {
-    PrefetchAhead(i);
-    DumpColumnFuncAttr(recordsByOrdinal_[i], file);
+  {
+    // Each callee row needs the callee's name and cumulative stack: taken
+    // once per function into a table by ordinal, which stays in cache,
+    // instead of from two million scattered records.
+    const NameTable callees = BuildNameTable();
+    TextSink out(file);
+    std::vector<CalleeRow> rows;
+    for (size_t i = 0; i < recordsByOrdinal_.size(); ++i) {
+      PrefetchRecord(recordsByOrdinal_, i);
+      const __func_attr* record = recordsByOrdinal_[i];
+      rows.clear();
+      for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
+        const uint32_t callee = calleeOrdinal_[e];
+        if (callee != kNoStep) rows.push_back({callees.Name(callee), callees.cumStack[callee]});
+      }
+      WriteColumnEntry(out, record, rows);
+    }
   }
   std::fclose(file);
   return 0;
@@ -43,14 +64,19 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
 int AssemblyData::DumpPathItems(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_CALLPATH, &file) != 0) return -1;
-  // With a root file only the named roots get a path.
-  bool rootsOnly = !rootMap.empty();
-  PathSteps steps;
-  BuildPathSteps(steps);
-  uint32_t pathNumber = 0;
-  for (const auto& [stack, record] : sizeMap) {
-    if (rootsOnly && !IsUserDefinedRoot(record)) continue;
-    DumpCallPath(record, file, steps, ++pathNumber);
+  {
+    // With a root file only the named roots get a path.
+    const bool rootsOnly = !rootMap.empty();
+    PathSteps steps;
+    BuildPathSteps(steps);
+    TextSink out(file);
+    uint32_t pathNumber = 0;
+    const std::vector<__func_attr*> records = RecordsBySize();
+    for (size_t i = 0; i < records.size(); ++i) {
+      PrefetchRecord(records, i);
+      if (rootsOnly && !IsUserDefinedRoot(records[i])) continue;
+      WriteCallPath(out, records[i], steps, ++pathNumber);
+    }
   }
   std::fclose(file);
   return 0;
@@ -67,15 +93,28 @@ int AssemblyData::DumpUnknownFuncItems(const std::string& dir) {
 }
 
 int AssemblyData::DumpCSVFuncAttr(const __func_attr* record, FILE* file) {
-  // The name is quoted but not escaped; the front end reads it that way.
   TextSink out(file);
-  out.Put('"').Put(record->UName).Put("\",").Int(record->CumStack).Put(',');
-  out.Put(BranchWord(record->BranchType)).Put('\n');
+  WriteCsvEntry(out, record);
   return 0;
 }
 
+void AssemblyData::WriteCsvEntry(TextSink& out, const __func_attr* record) {
+  // The name is quoted but not escaped; the front end reads it that way.
+  out.Put('"').Put(record->UName).Put("\",").Int(record->CumStack).Put(',');
+  out.Put(BranchWord(record->BranchType)).Put('\n');
+}
+
 int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
+  std::vector<CalleeRow> rows;
+  for (const __func_attr* callee : CalleesOf(record)) {
+    if (callee != nullptr) rows.push_back({callee->Name.c_str(), callee->CumStack});
+  }
   TextSink out(file);
+  WriteColumnEntry(out, record, rows);
+  return 0;
+}
+
+void AssemblyData::WriteColumnEntry(TextSink& out, const __func_attr* record, std::span<const CalleeRow> callees) {
   const char* branch = BranchWord(record->BranchType);
   out.Put("   Function Name: ").Put(record->UName).Put('\n');
   out.Put("    Mangled Name: ").Put(record->Name).Put('\n');
@@ -89,20 +128,19 @@ int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
     out.Put("           Calls: Called function         Cumulative Stack, Branch Type\n");
     // Every row shows the caller's branch type: the column says how complete
     // the tree below this function is, not below each callee.
-    for (const __func_attr* callee : CalleesOf(record)) {
-      if (callee == nullptr) continue;
-      out.Put("                  ").Left(callee->Name, 35).Put(' ').Int(callee->CumStack, 4);
+    for (const CalleeRow& callee : callees) {
+      out.Put("                  ").Left(callee.name, 35).Put(' ').Int(callee.cumStack, 4);
       out.Put(", ").Put(branch).Put('\n');
     }
   }
   out.Put('\n');
-  return 0;
 }
 
 int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file) {
   PathSteps steps;
   BuildPathSteps(steps);
-  return DumpCallPath(record, file, steps, 1);
+  TextSink out(file);
+  return WriteCallPath(out, record, steps, 1);
 }
 
 void AssemblyData::ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next,
@@ -123,53 +161,88 @@ void AssemblyData::ChooseNextStep(std::span<__func_attr* const> callees, uint32_
   }
 }
 
-void AssemblyData::PrefetchAhead(size_t ordinal) const {
-  // Records are scattered over the heap, and a report entry reads its
-  // function's and all its callees' records: fetching them a few functions
-  // ahead lets those reads overlap.
+std::vector<__func_attr*> AssemblyData::RecordsBySize() const {
+  // One walk over the tree's nodes; the reports then prefetch the records
+  // ahead, which a walk from node to node cannot.
+  std::vector<__func_attr*> records;
+  records.reserve(sizeMap.size());
+  for (const auto& [stack, record] : sizeMap) records.push_back(record);
+  return records;
+}
+
+void AssemblyData::PrefetchRecord(const std::vector<__func_attr*>& records, size_t i) {
+  // Records are scattered over the heap: a record's lines are fetched a few
+  // entries ahead, and its name texts (when not held inline) a few entries
+  // later still, once the record itself has arrived.
   constexpr size_t kAhead = 8;
-  auto fetch = [](const __func_attr* record) {
-    __builtin_prefetch(&record->Name);
-    __builtin_prefetch(&record->CumStack);
-  };
-  const std::vector<__func_attr*>& records = recordsByOrdinal_;
-  if (ordinal + 2 * kAhead < records.size()) fetch(records[ordinal + 2 * kAhead]);
-  if (ordinal + kAhead < records.size()) {
-    const __func_attr* ahead = records[ordinal + kAhead];
-    for (size_t e = ahead->calleeBegin; e < ahead->calleeBegin + ahead->calleeCount; ++e) {
-      if (calleeTable_[e] != nullptr) fetch(calleeTable_[e]);
-    }
+  if (i + 2 * kAhead < records.size()) {
+    const char* record = reinterpret_cast<const char*>(records[i + 2 * kAhead]);
+    for (size_t line = 0; line < sizeof(__func_attr); line += 64) __builtin_prefetch(record + line);
   }
+  if (i + kAhead < records.size()) {
+    const __func_attr* record = records[i + kAhead];
+    __builtin_prefetch(record->Name.data());
+    __builtin_prefetch(record->UName.data());
+  }
+}
+
+AssemblyData::NameTable AssemblyData::BuildNameTable() const {
+  NameTable table;
+  const size_t count = recordsByOrdinal_.size();
+  table.cumStack.resize(count);
+  table.nameEnds.resize(count + 1);
+  for (size_t i = 0; i < count; ++i) {
+    PrefetchRecord(recordsByOrdinal_, i);
+    const __func_attr* record = recordsByOrdinal_[i];
+    table.cumStack[i] = record->CumStack;
+    // Printed as a C string: up to a NUL.
+    table.names.append(record->Name.c_str());
+    table.nameEnds[i + 1] = table.names.size();
+  }
+  return table;
 }
 
 void AssemblyData::BuildPathSteps(PathSteps& table) {
   EnsureCalleeTable();
-  const std::vector<__func_attr*>& records = recordsByOrdinal_;
-  table.steps.assign(records.size(), PathStep{});
+  const size_t count = recordsByOrdinal_.size();
+  table.steps.assign(count, PathStep{});
   table.names.clear();
-  for (size_t i = 0; i < records.size(); ++i) {
-    PrefetchAhead(i);
-    const __func_attr* record = records[i];
+  for (size_t i = 0; i < count; ++i) {
+    PrefetchRecord(recordsByOrdinal_, i);
+    const __func_attr* record = recordsByOrdinal_[i];
     PathStep& step = table.steps[i];
     step.cumStack = record->CumStack;
     step.stack = record->Stack;
+    step.hasCalls = !record->callList.empty();
+    step.isUsed = record->IsUsed;
     // Printed as a C string: up to a NUL.
     const std::string_view name(record->UName.c_str());
     step.nameBegin = table.names.size();
     step.nameLength = static_cast<uint32_t>(name.size());
     table.names.append(name);
-    ChooseNextStep(CalleesOf(record), step.next, step.unknownCallee);
+  }
+  // The greedy choice reads only the table: the callees' cumulative stacks
+  // are already in it, by ordinal.
+  for (size_t i = 0; i < count; ++i) {
+    PathStep& step = table.steps[i];
+    const __func_attr* record = recordsByOrdinal_[i];
+    int64_t bestValue = -1;
+    for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
+      const uint32_t callee = calleeOrdinal_[e];
+      if (callee == kNoStep) {
+        // An unknown callee ends the choice: those after it are not seen.
+        step.unknownCallee = true;
+        break;
+      }
+      if (table.steps[callee].cumStack > bestValue) {
+        step.next = callee;
+        bestValue = table.steps[callee].cumStack;
+      }
+    }
   }
 }
 
-int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps& table,
-                               uint32_t pathNumber) {
-  if (record->callList.empty()) return 0;
-  if (usedFunctionsOnly && !record->IsUsed) return 0;
-
-  int result = 0;
-  TextSink out(file);
-  out.Put("Call path for ").Put(record->UName).Put('\n');
+int AssemblyData::WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber) {
   auto name = [&table](const PathStep& step) {
     return std::string_view(table.names).substr(step.nameBegin, step.nameLength);
   };
@@ -178,12 +251,20 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file, PathSteps&
   auto stepLine = [&out](int32_t cumStack, int32_t stack, std::string_view name) {
     out.Put("\tTotal ").Int(cumStack, 4).Put(" bytes, local ").Int(stack, 4).Put(" bytes, ").Put(name).Put('\n');
   };
+  int result = 0;
   uint32_t current = kNoStep;
   const bool inTable = record->ordinal < table.steps.size() && recordsByOrdinal_[record->ordinal] == record;
   if (inTable) {
+    const PathStep& step = table.steps[record->ordinal];
+    if (!step.hasCalls) return 0;
+    if (usedFunctionsOnly && !step.isUsed) return 0;
+    out.Put("Call path for ").Put(name(step)).Put('\n');
     current = static_cast<uint32_t>(record->ordinal);
   } else {
     // A record outside the map: its own step is worked out here.
+    if (record->callList.empty()) return 0;
+    if (usedFunctionsOnly && !record->IsUsed) return 0;
+    out.Put("Call path for ").Put(record->UName).Put('\n');
     stepLine(record->CumStack, record->Stack, record->UName.c_str());
     bool unknownCallee = false;
     ChooseNextStep(CalleesOf(record), current, unknownCallee);

@@ -31,6 +31,18 @@ void WriteWarning(FILE* file, const _Warnings& warning) {
 
 }  // namespace
 
+void AssemblyData::PutEscapedForXML(TextSink& out, const std::string& text) {
+  // As TranslateForXML, printed as a C string: up to a NUL.
+  const std::string_view view(text.c_str());
+  size_t done = 0;
+  for (size_t at = view.find_first_of("<>&"); at != std::string_view::npos; at = view.find_first_of("<>&", done)) {
+    out.Put(view.substr(done, at - done));
+    out.Put(view[at] == '&' ? "&amp;" : view[at] == '<' ? "&lt;" : "&gt;");
+    done = at + 1;
+  }
+  out.Put(view.substr(done));
+}
+
 std::string AssemblyData::TranslateForXML(const std::string& text) {
   if (text.find_first_of("<>&") == std::string::npos) return text;
   // One pass is the same as replacing every "&" first, then "<", then ">":
@@ -52,7 +64,14 @@ int AssemblyData::DumpFunctionList(const std::string& dir) {
   FILE* file = nullptr;
   if (OpenReport(dir + FILE_NAME_FLIST, &file) != 0) return -1;
   WriteHeader(file, "NodeList");
-  for (const auto& [key, record] : functionMap) DumpFunctionNode(record.get(), file);
+  EnsureCalleeTable();  // for the records in key order, which can be prefetched
+  {
+    TextSink out(file);
+    for (size_t i = 0; i < recordsByOrdinal_.size(); ++i) {
+      PrefetchRecord(recordsByOrdinal_, i);
+      WriteFunctionNode(out, recordsByOrdinal_[i]);
+    }
+  }
   WriteFooter(file, "NodeList");
   std::fclose(file);
   return 0;
@@ -97,53 +116,60 @@ int AssemblyData::DumpMWarningList(const std::string& dir) {
 }
 
 int AssemblyData::DumpFunctionNode(const __func_attr* record, FILE* file) {
-  {
-    TextSink out(file);
-    auto field = [&out](const char* tag, long long value) {
-      out.Put("\t<").Put(tag).Put('>').Int(value).Put("</").Put(tag).Put(">\n");
-    };
-    out.Put("<node root = \"").Int(record->HasParent ? 0 : 1).Put('"');
-    if (IsUserDefinedRoot(record)) out.Put(" user-root = \"1\"");
-    out.Put(">\n");
-    out.Put("\t<Key>").Put(record->Key).Put("</Key>\n");
-    out.Put("\t<Name>").Put(TranslateForXML(record->UName)).Put("</Name>\n");
-    out.Put("\t<Mangled>").Put(record->Name).Put("</Mangled>\n");
-    out.Put("\t<Path>").Put(record->Path).Put("</Path>\n");
-    field("Stack", record->Stack);
-    field("CumStack", record->CumStack);
-    field("CumUserStack", record->CumUserStack);
-    field("Status", record->IsFound ? 1 : 0);
-    field("Scope", record->Scope);
-    field("Branch", record->BranchType);
-    field("HasParent", record->HasParent ? 1 : 0);
-    field("HasPtrFunc", record->HasPtrToFunc ? 1 : 0);
-    field("CodeSize", record->CodeSize);
-    field("Used", record->IsUsed ? 1 : 0);
-    field("IsAid", record->IsAidEntry ? 1 : 0);
-    out.Put("\t\t<CallList>\n");
-    for (const std::string& call : record->callList) out.Put("\t\t\t<Call>").Put(call).Put("</Call>\n");
-    out.Put("\t\t</CallList>\n");
-  }
-  DumpModuleList(record, file);
-  std::fputs("</node>\n", file);
+  TextSink out(file);
+  WriteFunctionNode(out, record);
   return 0;
 }
 
+void AssemblyData::WriteFunctionNode(TextSink& out, const __func_attr* record) {
+  auto field = [&out](const char* tag, long long value) {
+    out.Put("\t<").Put(tag).Put('>').Int(value).Put("</").Put(tag).Put(">\n");
+  };
+  out.Put("<node root = \"").Int(record->HasParent ? 0 : 1).Put('"');
+  if (IsUserDefinedRoot(record)) out.Put(" user-root = \"1\"");
+  out.Put(">\n");
+  out.Put("\t<Key>").Put(record->Key).Put("</Key>\n");
+  out.Put("\t<Name>");
+  PutEscapedForXML(out, record->UName);
+  out.Put("</Name>\n");
+  out.Put("\t<Mangled>").Put(record->Name).Put("</Mangled>\n");
+  out.Put("\t<Path>").Put(record->Path).Put("</Path>\n");
+  field("Stack", record->Stack);
+  field("CumStack", record->CumStack);
+  field("CumUserStack", record->CumUserStack);
+  field("Status", record->IsFound ? 1 : 0);
+  field("Scope", record->Scope);
+  field("Branch", record->BranchType);
+  field("HasParent", record->HasParent ? 1 : 0);
+  field("HasPtrFunc", record->HasPtrToFunc ? 1 : 0);
+  field("CodeSize", record->CodeSize);
+  field("Used", record->IsUsed ? 1 : 0);
+  field("IsAid", record->IsAidEntry ? 1 : 0);
+  out.Put("\t\t<CallList>\n");
+  for (const std::string& call : record->callList) out.Put("\t\t\t<Call>").Put(call).Put("</Call>\n");
+  out.Put("\t\t</CallList>\n");
+  WriteModuleList(out, record);
+  out.Put("</node>\n");
+}
+
 int AssemblyData::DumpModuleList(const __func_attr* record, FILE* file) {
-  if (rootMap.empty()) return 0;
+  TextSink out(file);
+  WriteModuleList(out, record);
+  return 0;
+}
+
+void AssemblyData::WriteModuleList(TextSink& out, const __func_attr* record) const {
+  if (rootMap.empty()) return;
   auto first = rootMap.lower_bound(record->Name);
-  if (first == rootMap.end() || first->first != record->Name) return 0;
+  if (first == rootMap.end() || first->first != record->Name) return;
   // The list runs from the function's first entry to the end of the whole
   // map, entries of later names included; the front end expects it so.
   bool anyModule = std::any_of(first, rootMap.end(),
                                [](const auto& entry) { return !entry.second.empty(); });
-  if (!anyModule) return 0;
-  std::fputs("\t<ModuleList>\n", file);
-  for (auto it = first; it != rootMap.end(); ++it) {
-    std::fprintf(file, "\t\t<Module>%s</Module>\n", it->second.c_str());
-  }
-  std::fputs("\t</ModuleList>\n", file);
-  return 0;
+  if (!anyModule) return;
+  out.Put("\t<ModuleList>\n");
+  for (auto it = first; it != rootMap.end(); ++it) out.Put("\t\t<Module>").Put(it->second).Put("</Module>\n");
+  out.Put("\t</ModuleList>\n");
 }
 
 int AssemblyData::DumpMemoryObject(const __mem_attr* record, FILE* file) {
