@@ -233,45 +233,47 @@ class AssemblyData {
 
  private:
   // What the call-path report reads of each function, by record ordinal,
-  // with the greedy next step worked out once: every path through a
-  // function makes the same choice. Paths then walk this small table and
-  // the names beside it instead of records scattered over the heap.
-  struct PathStep {
-    int32_t cumStack = 0;
-    int32_t stack = 0;
-    uint32_t next = kNoStep;  // ordinal of the callee with the largest cumulative stack
-    uint32_t visitedBy = 0;   // number of the path that last passed here
-    size_t nameBegin = 0;     // UName in PathSteps::names
-    uint32_t nameLength = 0;
-    bool unknownCallee = false;  // an unknown callee ended the choice
-    bool hasCalls = false;
-    bool isUsed = false;
-  };
+  // with the greedy next step worked out once (every path through a
+  // function makes the same choice) and the function's line of a path
+  // printed once. Paths then hop through a small table and copy lines
+  // instead of reading records scattered over the heap.
   static constexpr uint32_t kNoStep = ~uint32_t{0};
   struct PathSteps {
-    std::vector<PathStep> steps;
-    std::string names;
+    struct Hop {
+      uint32_t next = kNoStep;  // ordinal of the callee with the largest cumulative stack
+      uint32_t visitedBy = 0;   // number of the path that last passed here
+    };
+    enum Flag : uint8_t { kHasCalls = 1, kIsUsed = 2, kUnknownCallee = 4 /* ended the choice */ };
+    std::vector<Hop> hops;
+    std::vector<uint8_t> flags;
+    std::string lines;              // "\tTotal ... bytes, UName\n" of each function
+    std::vector<size_t> lineBegin;  // line i spans [lineBegin[i], lineBegin[i + 1])
+    std::vector<size_t> nameBegin;  // and its UName [nameBegin[i], lineBegin[i + 1] - 1)
+    std::string_view Line(size_t i) const {
+      return std::string_view(lines).substr(lineBegin[i], lineBegin[i + 1] - lineBegin[i]);
+    }
+    std::string_view Name(size_t i) const {
+      return std::string_view(lines).substr(nameBegin[i], lineBegin[i + 1] - 1 - nameBegin[i]);
+    }
   };
   void BuildPathSteps(PathSteps& table);
   void ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next, bool& unknownCallee) const;
-  int WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber);
+  // ordinal is the record's when the caller knows it, or kNoStep.
+  int WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber,
+                    uint32_t ordinal);
 
-  // A callee row of the by-name report, and the names (up to a NUL) and
-  // cumulative stacks of all functions by ordinal that the rows are cut from.
-  struct CalleeRow {
-    std::string_view name;
-    int32_t cumStack;
+  // The by-name report's callee cell of each function by ordinal: its name
+  // (up to a NUL) padded to the column, a blank and its cumulative stack.
+  // Printed once, copied into the rows of all its callers.
+  struct CalleeCells {
+    std::string text;
+    std::vector<size_t> begin;  // cell i spans [begin[i], begin[i + 1])
+    std::string_view Cell(size_t i) const { return std::string_view(text).substr(begin[i], begin[i + 1] - begin[i]); }
   };
-  struct NameTable {
-    std::vector<int32_t> cumStack;
-    std::string names;
-    std::vector<size_t> nameEnds;  // name i spans [nameEnds[i], nameEnds[i + 1])
-    std::string_view Name(size_t ordinal) const {
-      return std::string_view(names).substr(nameEnds[ordinal], nameEnds[ordinal + 1] - nameEnds[ordinal]);
-    }
-  };
-  NameTable BuildNameTable() const;
-  void WriteColumnEntry(TextSink& out, const __func_attr* record, std::span<const CalleeRow> callees);
+  static void PutCalleeCell(TextSink& out, const __func_attr* callee);
+  void BuildCalleeCells(CalleeCells& cells) const;
+  void PrefetchCalleeCells(const CalleeCells& cells, size_t i) const;
+  void WriteColumnEntry(TextSink& out, const __func_attr* record, std::span<const std::string_view> cells);
   void WriteCsvEntry(TextSink& out, const __func_attr* record);
   // The size map's records in its order.
   std::vector<__func_attr*> RecordsBySize() const;
@@ -287,6 +289,10 @@ class AssemblyData {
   std::vector<__func_attr*> calleeTable_;
   std::vector<__func_attr*> recordsByOrdinal_;  // the records in key order
   std::vector<uint32_t> calleeOrdinal_;         // by edge: the callee's ordinal, or kNoStep
+  // The ordinals in the size map's order as it was built, so the reports
+  // need not read a record to learn its ordinal; checked against the map.
+  std::vector<uint32_t> sizeOrder_;
+  uint32_t OrdinalInSizeOrder(size_t position, const __func_attr* record) const;
   std::vector<uint8_t> calleeIsFilter_;
   std::vector<uint8_t> functionIsFilter_;  // by ordinal
   uint64_t calleeTableVersion_ = ~uint64_t{0};

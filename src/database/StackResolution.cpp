@@ -159,17 +159,33 @@ int AssemblyData::CopyFuncItemsToSizeMap() {
   // The map only points to records; entries of an earlier resolution (test
   // mode resolves twice) may point to records that no longer exist.
   sizeMap.clear();
-  // Sorted first (stable: ties keep key order) and then appended at the
-  // end, where each insertion costs constant time instead of a tree search.
-  std::vector<__func_attr*> records;
-  records.reserve(functionMap.size());
-  for (auto& [key, record] : functionMap) records.push_back(record.get());
-  std::stable_sort(records.begin(), records.end(),
-                   [](const __func_attr* a, const __func_attr* b) { return a->CumStack > b->CumStack; });
-  for (__func_attr* record : records) {
-    if (InsertSizeItem(record->CumStack, record) != 0) PRINT("Error: Insert to into size map failed.", "11: ");
+  EnsureCalleeTable();
+  // Sorted first and then appended at the end, where each insertion costs
+  // constant time instead of a tree search. The sort key is the cumulative
+  // stack, descending, then the ordinal, so ties keep key order; the
+  // stacks are read from the records once, in order, not at every compare.
+  const size_t count = recordsByOrdinal_.size();
+  std::vector<uint64_t> keys(count);
+  for (size_t i = 0; i < count; ++i) {
+    if (i + 16 < count) __builtin_prefetch(&recordsByOrdinal_[i + 16]->CumStack);
+    const uint32_t biased = static_cast<uint32_t>(recordsByOrdinal_[i]->CumStack) ^ 0x80000000u;
+    keys[i] = (static_cast<uint64_t>(~biased) << 32) | i;
+  }
+  std::sort(keys.begin(), keys.end());
+  sizeOrder_.resize(count);
+  for (size_t k = 0; k < count; ++k) {
+    const uint32_t ordinal = static_cast<uint32_t>(keys[k]);
+    const int32_t stack = static_cast<int32_t>(~static_cast<uint32_t>(keys[k] >> 32) ^ 0x80000000u);
+    sizeOrder_[k] = ordinal;
+    if (InsertSizeItem(stack, recordsByOrdinal_[ordinal]) != 0) PRINT("Error: Insert to into size map failed.", "11: ");
   }
   return 0;
+}
+
+uint32_t AssemblyData::OrdinalInSizeOrder(size_t position, const __func_attr* record) const {
+  if (position >= sizeOrder_.size()) return kNoStep;
+  const uint32_t ordinal = sizeOrder_[position];
+  return ordinal < recordsByOrdinal_.size() && recordsByOrdinal_[ordinal] == record ? ordinal : kNoStep;
 }
 
 void AssemblyData::EnsureCalleeTable() {

@@ -40,19 +40,20 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
   if (OpenReport(dir + FILE_NAME_BY_NAME, &file) != 0) return -1;
   EnsureCalleeTable();
   {
-    // Each callee row needs the callee's name and cumulative stack: taken
-    // once per function into a table by ordinal, which stays in cache,
-    // instead of from two million scattered records.
-    const NameTable callees = BuildNameTable();
+    // Each callee row is the callee's cell, printed once into a table by
+    // ordinal, instead of fields read from two million scattered records.
+    CalleeCells cells;
+    BuildCalleeCells(cells);
     TextSink out(file);
-    std::vector<CalleeRow> rows;
+    std::vector<std::string_view> rows;
     for (size_t i = 0; i < recordsByOrdinal_.size(); ++i) {
       PrefetchRecord(recordsByOrdinal_, i);
+      PrefetchCalleeCells(cells, i);
       const __func_attr* record = recordsByOrdinal_[i];
       rows.clear();
       for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
         const uint32_t callee = calleeOrdinal_[e];
-        if (callee != kNoStep) rows.push_back({callees.Name(callee), callees.cumStack[callee]});
+        if (callee != kNoStep) rows.push_back(cells.Cell(callee));
       }
       WriteColumnEntry(out, record, rows);
     }
@@ -73,9 +74,8 @@ int AssemblyData::DumpPathItems(const std::string& dir) {
     uint32_t pathNumber = 0;
     const std::vector<__func_attr*> records = RecordsBySize();
     for (size_t i = 0; i < records.size(); ++i) {
-      PrefetchRecord(records, i);
       if (rootsOnly && !IsUserDefinedRoot(records[i])) continue;
-      WriteCallPath(out, records[i], steps, ++pathNumber);
+      WriteCallPath(out, records[i], steps, ++pathNumber, OrdinalInSizeOrder(i, records[i]));
     }
   }
   std::fclose(file);
@@ -105,16 +105,30 @@ void AssemblyData::WriteCsvEntry(TextSink& out, const __func_attr* record) {
 }
 
 int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
-  std::vector<CalleeRow> rows;
-  for (const __func_attr* callee : CalleesOf(record)) {
-    if (callee != nullptr) rows.push_back({callee->Name.c_str(), callee->CumStack});
+  std::string text;
+  std::vector<size_t> ends;
+  {
+    TextSink cells(&text);
+    for (const __func_attr* callee : CalleesOf(record)) {
+      if (callee == nullptr) continue;
+      PutCalleeCell(cells, callee);
+      ends.push_back(cells.Written());
+    }
   }
+  std::vector<std::string_view> rows;
+  size_t begin = 0;
+  for (size_t end : ends) rows.push_back(std::string_view(text).substr(begin, end - begin)), begin = end;
   TextSink out(file);
   WriteColumnEntry(out, record, rows);
   return 0;
 }
 
-void AssemblyData::WriteColumnEntry(TextSink& out, const __func_attr* record, std::span<const CalleeRow> callees) {
+void AssemblyData::PutCalleeCell(TextSink& out, const __func_attr* callee) {
+  out.Left(std::string_view(callee->Name.c_str()), 35).Put(' ').Int(callee->CumStack, 4);
+}
+
+void AssemblyData::WriteColumnEntry(TextSink& out, const __func_attr* record,
+                                    std::span<const std::string_view> cells) {
   const char* branch = BranchWord(record->BranchType);
   out.Put("   Function Name: ").Put(record->UName).Put('\n');
   out.Put("    Mangled Name: ").Put(record->Name).Put('\n');
@@ -128,10 +142,7 @@ void AssemblyData::WriteColumnEntry(TextSink& out, const __func_attr* record, st
     out.Put("           Calls: Called function         Cumulative Stack, Branch Type\n");
     // Every row shows the caller's branch type: the column says how complete
     // the tree below this function is, not below each callee.
-    for (const CalleeRow& callee : callees) {
-      out.Put("                  ").Left(callee.name, 35).Put(' ').Int(callee.cumStack, 4);
-      out.Put(", ").Put(branch).Put('\n');
-    }
+    for (std::string_view cell : cells) out.Put("                  ").Put(cell).Put(", ").Put(branch).Put('\n');
   }
   out.Put('\n');
 }
@@ -140,7 +151,7 @@ int AssemblyData::DumpCallPath(const __func_attr* record, FILE* file) {
   PathSteps steps;
   BuildPathSteps(steps);
   TextSink out(file);
-  return WriteCallPath(out, record, steps, 1);
+  return WriteCallPath(out, record, steps, 1, kNoStep);
 }
 
 void AssemblyData::ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next,
@@ -186,100 +197,114 @@ void AssemblyData::PrefetchRecord(const std::vector<__func_attr*>& records, size
   }
 }
 
-AssemblyData::NameTable AssemblyData::BuildNameTable() const {
-  NameTable table;
+void AssemblyData::BuildCalleeCells(CalleeCells& cells) const {
   const size_t count = recordsByOrdinal_.size();
-  table.cumStack.resize(count);
-  table.nameEnds.resize(count + 1);
+  cells.text.clear();
+  cells.begin.assign(count + 1, 0);
+  TextSink out(&cells.text);
   for (size_t i = 0; i < count; ++i) {
     PrefetchRecord(recordsByOrdinal_, i);
-    const __func_attr* record = recordsByOrdinal_[i];
-    table.cumStack[i] = record->CumStack;
-    // Printed as a C string: up to a NUL.
-    table.names.append(record->Name.c_str());
-    table.nameEnds[i + 1] = table.names.size();
+    cells.begin[i] = out.Written();
+    PutCalleeCell(out, recordsByOrdinal_[i]);
   }
-  return table;
+  cells.begin[count] = out.Written();
+}
+
+void AssemblyData::PrefetchCalleeCells(const CalleeCells& cells, size_t i) const {
+  // The cells of a function's callees lie anywhere in the table: their
+  // bounds are fetched some functions ahead, their text a few later.
+  constexpr size_t kAhead = 8;
+  auto each = [this](size_t ordinal, auto&& fetch) {
+    if (ordinal >= recordsByOrdinal_.size()) return;
+    const __func_attr* record = recordsByOrdinal_[ordinal];
+    for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
+      if (calleeOrdinal_[e] != kNoStep) fetch(calleeOrdinal_[e]);
+    }
+  };
+  each(i + kAhead, [&cells](uint32_t callee) { __builtin_prefetch(&cells.begin[callee]); });
+  each(i + kAhead / 2, [&cells](uint32_t callee) { __builtin_prefetch(cells.text.data() + cells.begin[callee]); });
 }
 
 void AssemblyData::BuildPathSteps(PathSteps& table) {
   EnsureCalleeTable();
   const size_t count = recordsByOrdinal_.size();
-  table.steps.assign(count, PathStep{});
-  table.names.clear();
-  for (size_t i = 0; i < count; ++i) {
-    PrefetchRecord(recordsByOrdinal_, i);
-    const __func_attr* record = recordsByOrdinal_[i];
-    PathStep& step = table.steps[i];
-    step.cumStack = record->CumStack;
-    step.stack = record->Stack;
-    step.hasCalls = !record->callList.empty();
-    step.isUsed = record->IsUsed;
-    // Printed as a C string: up to a NUL.
-    const std::string_view name(record->UName.c_str());
-    step.nameBegin = table.names.size();
-    step.nameLength = static_cast<uint32_t>(name.size());
-    table.names.append(name);
+  table.hops.assign(count, PathSteps::Hop{});
+  table.flags.assign(count, 0);
+  table.lines.clear();
+  table.lineBegin.assign(count + 1, 0);
+  table.nameBegin.assign(count, 0);
+  std::vector<int32_t> cumStack(count);
+  {
+    TextSink lines(&table.lines);
+    for (size_t i = 0; i < count; ++i) {
+      PrefetchRecord(recordsByOrdinal_, i);
+      const __func_attr* record = recordsByOrdinal_[i];
+      cumStack[i] = record->CumStack;
+      table.flags[i] = (record->callList.empty() ? 0 : PathSteps::kHasCalls) |
+                       (record->IsUsed ? PathSteps::kIsUsed : 0);
+      table.lineBegin[i] = lines.Written();
+      lines.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4).Put(" bytes, ");
+      table.nameBegin[i] = lines.Written();
+      lines.Put(record->UName).Put('\n');
+    }
+    table.lineBegin[count] = lines.Written();
   }
-  // The greedy choice reads only the table: the callees' cumulative stacks
-  // are already in it, by ordinal.
+  // The greedy choice reads only the callees' ordinals and cumulative
+  // stacks, both by ordinal.
   for (size_t i = 0; i < count; ++i) {
-    PathStep& step = table.steps[i];
     const __func_attr* record = recordsByOrdinal_[i];
     int64_t bestValue = -1;
     for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
       const uint32_t callee = calleeOrdinal_[e];
       if (callee == kNoStep) {
         // An unknown callee ends the choice: those after it are not seen.
-        step.unknownCallee = true;
+        table.flags[i] |= PathSteps::kUnknownCallee;
         break;
       }
-      if (table.steps[callee].cumStack > bestValue) {
-        step.next = callee;
-        bestValue = table.steps[callee].cumStack;
+      if (cumStack[callee] > bestValue) {
+        table.hops[i].next = callee;
+        bestValue = cumStack[callee];
       }
     }
   }
 }
 
-int AssemblyData::WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber) {
-  auto name = [&table](const PathStep& step) {
-    return std::string_view(table.names).substr(step.nameBegin, step.nameLength);
-  };
-  // A greedy descent along the largest cumulative stack; it ends at a
-  // function without known callees or at the first one that repeats.
-  auto stepLine = [&out](int32_t cumStack, int32_t stack, std::string_view name) {
-    out.Put("\tTotal ").Int(cumStack, 4).Put(" bytes, local ").Int(stack, 4).Put(" bytes, ").Put(name).Put('\n');
-  };
+int AssemblyData::WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber,
+                                uint32_t ordinal) {
   int result = 0;
   uint32_t current = kNoStep;
-  const bool inTable = record->ordinal < table.steps.size() && recordsByOrdinal_[record->ordinal] == record;
-  if (inTable) {
-    const PathStep& step = table.steps[record->ordinal];
-    if (!step.hasCalls) return 0;
-    if (usedFunctionsOnly && !step.isUsed) return 0;
-    out.Put("Call path for ").Put(name(step)).Put('\n');
-    current = static_cast<uint32_t>(record->ordinal);
+  if (ordinal == kNoStep && record->ordinal < table.hops.size() && recordsByOrdinal_[record->ordinal] == record) {
+    ordinal = static_cast<uint32_t>(record->ordinal);
+  }
+  if (ordinal != kNoStep) {
+    const uint8_t flags = table.flags[ordinal];
+    if ((flags & PathSteps::kHasCalls) == 0) return 0;
+    if (usedFunctionsOnly && (flags & PathSteps::kIsUsed) == 0) return 0;
+    out.Put("Call path for ").Put(table.Name(ordinal)).Put('\n');
+    current = ordinal;
   } else {
     // A record outside the map: its own step is worked out here.
     if (record->callList.empty()) return 0;
     if (usedFunctionsOnly && !record->IsUsed) return 0;
     out.Put("Call path for ").Put(record->UName).Put('\n');
-    stepLine(record->CumStack, record->Stack, record->UName.c_str());
+    out.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4).Put(" bytes, ");
+    out.Put(record->UName).Put('\n');
     bool unknownCallee = false;
     ChooseNextStep(CalleesOf(record), current, unknownCallee);
     if (unknownCallee) result = -1;
   }
-  while (current != kNoStep && current < table.steps.size()) {
-    PathStep& step = table.steps[current];
-    if (step.visitedBy == pathNumber) {
-      out.Put("\tRecursive call to ").Put(name(step)).Put('\n');
+  // A greedy descent along the largest cumulative stack; it ends at a
+  // function without known callees or at the first one that repeats.
+  while (current != kNoStep && current < table.hops.size()) {
+    PathSteps::Hop& hop = table.hops[current];
+    if (hop.visitedBy == pathNumber) {
+      out.Put("\tRecursive call to ").Put(table.Name(current)).Put('\n');
       break;
     }
-    step.visitedBy = pathNumber;
-    stepLine(step.cumStack, step.stack, name(step));
-    if (step.unknownCallee) result = -1;
-    current = step.next;
+    hop.visitedBy = pathNumber;
+    out.Put(table.Line(current));
+    if (table.flags[current] & PathSteps::kUnknownCallee) result = -1;
+    current = hop.next;
   }
   out.Put('\n');
   return result;

@@ -1,4 +1,5 @@
-// A small formatting buffer in front of a report's FILE: reports of large
+// A small formatting buffer in front of a report's FILE (or a string that
+// collects text to be copied into reports many times): reports of large
 // programs have tens of millions of fields, and printf's format parsing per
 // field costs more than the bytes themselves.
 #pragma once
@@ -12,6 +13,7 @@
 class TextSink {
  public:
   explicit TextSink(FILE* file) : file_(file) {}
+  explicit TextSink(std::string* text) : text_(text) {}
   ~TextSink() { Flush(); }
   TextSink(const TextSink&) = delete;
   TextSink& operator=(const TextSink&) = delete;
@@ -20,7 +22,7 @@ class TextSink {
     if (text.size() > kSize - used_) {
       Flush();
       if (text.size() >= kSize) {
-        std::fwrite(text.data(), 1, text.size(), file_);
+        Write(text.data(), text.size());
         return *this;
       }
     }
@@ -30,7 +32,7 @@ class TextSink {
   }
   TextSink& Put(const char* text) { return Put(std::string_view(text)); }
   // As printf's "%s" prints a string: up to its first NUL byte.
-  TextSink& Put(const std::string& text) { return Put(text.c_str()); }
+  TextSink& Put(const std::string& text) { return Put(std::string_view(text.data(), PrintedLength(text))); }
   TextSink& Put(char c) { return Put(std::string_view(&c, 1)); }
 
   // As printf's "%*d": right-aligned in at least `width` characters.
@@ -56,11 +58,34 @@ class TextSink {
   }
 
   void Flush() {
-    if (used_ > 0) std::fwrite(buffer_, 1, used_, file_);
+    if (used_ > 0) Write(buffer_, used_);
     used_ = 0;
   }
 
+  // Bytes put so far, flushed or not.
+  size_t Written() const { return written_ + used_; }
+
  private:
+  // Names seldom hold a NUL, and most are short: scanning one inline costs
+  // less than a call to strlen.
+  static size_t PrintedLength(const std::string& text) {
+    const size_t size = text.size();
+    if (size > 64) return std::strlen(text.c_str());
+    for (size_t i = 0; i < size; ++i) {
+      if (text[i] == '\0') return i;
+    }
+    return size;
+  }
+
+  void Write(const char* data, size_t size) {
+    if (text_ != nullptr) {
+      text_->append(data, size);
+    } else {
+      std::fwrite(data, 1, size, file_);
+    }
+    written_ += size;
+  }
+
   // Most fields are a few bytes long: a library call per field cost more
   // than the copy. Copies of up to 16 bytes are two overlapping moves of a
   // fixed size, which the compiler inlines; nothing outside the source is
@@ -98,7 +123,9 @@ class TextSink {
   }
 
   static constexpr size_t kSize = 1 << 16;
-  FILE* file_;
+  FILE* file_ = nullptr;
+  std::string* text_ = nullptr;
+  size_t written_ = 0;
   size_t used_ = 0;
   char buffer_[kSize];
 };
