@@ -65,6 +65,11 @@ size_t CallEdges(const FileParser& p) {
   return edges;
 }
 
+int Repeats() {
+  const char* text = std::getenv("BENCH_REPEAT");
+  return text != nullptr && std::atoi(text) > 0 ? std::atoi(text) : 1;
+}
+
 // Each writer runs BENCH_REPEAT times (default 1) and its fastest run is
 // shown: the writes go to the page cache, whose cost varies from run to run.
 // A run writes one family, text or XML, so each is summed with the
@@ -85,8 +90,7 @@ void Reports(FileParser& p, const std::string& outDir, double resolution) {
       {"report xml warnings", &AssemblyData::DumpFWarningList, true},
       {"report xml mwarnings", &AssemblyData::DumpMWarningList, true},
   };
-  const char* repeatText = std::getenv("BENCH_REPEAT");
-  const int repeat = repeatText != nullptr && std::atoi(repeatText) > 0 ? std::atoi(repeatText) : 1;
+  const int repeat = Repeats();
   double family[2] = {resolution, resolution};
   for (const Writer& w : writers) {
     double best = 0;
@@ -103,13 +107,24 @@ void Reports(FileParser& p, const std::string& outDir, double resolution) {
   Row("resolution + xml", family[1], 0, 0, 0);
 }
 
+// Resolution repeats (BENCH_REPEAT) start over: every function unvisited, and a function added and
+// removed so that the callee table is built again.
 double Resolve(FileParser& p) {
-  auto start = Clock::now();
-  p.ProcessAssemblyObject();
-  double s = Seconds(start);
-  Row("stack resolution", s, 0, p.functionMap.size(), 0);
+  double best = 0;
+  for (int r = 0; r < Repeats(); ++r) {
+    if (r > 0) {
+      for (auto& entry : p.functionMap) entry.second->Recursion = 0;
+      p.CreateFuncAttr("bench.repeat", "bench.repeat");
+      p.functionMap.erase("bench.repeat");
+    }
+    auto start = Clock::now();
+    p.ProcessAssemblyObject();
+    const double s = Seconds(start);
+    if (r == 0 || s < best) best = s;
+  }
+  Row("stack resolution", best, 0, p.functionMap.size(), 0);
   std::fprintf(stderr, "%-22s %zu functions, %zu call edges\n", "graph", p.functionMap.size(), CallEdges(p));
-  return s;
+  return best;
 }
 
 int Source(const std::string& dir, const std::string& outDir) {
