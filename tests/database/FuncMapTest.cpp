@@ -16,9 +16,9 @@ TEST(FuncMap, IndexAgreesWithOrderedMapUnderChurn) {
   std::map<std::string, int> model;
   std::mt19937 rng(7);
   for (int step = 0; step < 200000; ++step) {
-    // 1 to 4 characters, or 21 to 24 around the longest key kept inline,
+    // 2 to 5 characters, or 10 to 13 around the longest key kept inline,
     // half of them local keys of a name.
-    const std::string name = std::string(rng() % 2 ? 0 : 20, 'x') + "f" + std::to_string(rng() % 3000);
+    const std::string name = std::string(rng() % 2 ? 0 : 8, 'x') + "f" + std::to_string(rng() % 3000);
     const std::string key = rng() % 2 ? name : name + "-of-u.s";
     if (const unsigned op = rng() % 3; op == 0) {
       auto record = std::make_unique<__func_attr>();
@@ -34,6 +34,13 @@ TEST(FuncMap, IndexAgreesWithOrderedMapUnderChurn) {
       auto expected = model.find(key);
       ASSERT_EQ(it == map.end() ? -1 : it->second->Stack, expected == model.end() ? -1 : expected->second) << key;
       ASSERT_EQ(map.FindRecord(key), it == map.end() ? nullptr : it->second.get());
+      // The grouped lookup agrees too, for the key and some random others.
+      std::vector<std::string> keys{key};
+      for (int k = 0; k < 20; ++k) keys.push_back("f" + std::to_string(rng() % 3000));
+      std::vector<__func_attr*> found;
+      map.FindAll(keys.begin(), keys.end(), found);
+      ASSERT_EQ(found.size(), keys.size());
+      for (size_t k = 0; k < keys.size(); ++k) ASSERT_EQ(found[k], map.FindRecord(keys[k])) << keys[k];
     }
   }
   ASSERT_EQ(map.size(), model.size());
