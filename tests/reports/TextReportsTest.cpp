@@ -105,4 +105,53 @@ TEST(TextReports, CallPathsStopAtUnknownCalleesAndTakeTheFirstOfEqualOnes) {
             "\tTotal    8 bytes, local    8 bytes, bar\n\n");
 }
 
+// The whole-file writers take fields from tables by ordinal and keep the
+// size map's order; an entry written alone reads the records. Both must
+// print the same, also once the size map was changed after it was built
+// and for names that hold a NUL (printed up to it) or are longer than
+// the inline copies.
+TEST(TextReports, WholeReportsAgreeWithEntriesWrittenAlone) {
+  testutil::TempDir dir;
+  AssemblyData db;
+  const std::string longName(70, 'q');
+  Fn(db, "main", 16, 90, Closed, Global, {"a", "nowhere", longName.c_str()});
+  __func_attr* a = Fn(db, "a", 8, 60, Open, Local, {"b", "a"});
+  a->UName = std::string("a\0hidden", 8);
+  __func_attr* b = Fn(db, "b", 4, 52, Recursive, Global, {"a"});
+  b->Name = std::string("b\0x", 3);
+  Fn(db, longName, 32, 32, Closed, Global);
+  db.CopyFuncItemsToSizeMap();
+  // A record outside the function map, first in size order: every later
+  // position of the kept order is now off by one.
+  __func_attr outside;
+  outside.UName = "outside";
+  outside.CumStack = 99;
+  outside.callList.Insert("main");
+  db.InsertSizeItem(outside.CumStack, &outside);
+
+  auto file = [&](const std::string& name) { return testutil::ReadFile(dir / name); };
+  testutil::Captured([&] { db.DumpFiles(dir.path()); });
+  std::string byName, paths, sizes = "Function Name, Cumulative Stack Size, Branch Type\n";
+  for (const auto& [key, record] : db.functionMap) {
+    byName += reporttest::Written([&](FILE* f) { db.DumpColumnFuncAttr(record.get(), f); });
+  }
+  for (const auto& [stack, record] : db.sizeMap) {
+    paths += reporttest::Written([&](FILE* f) { db.DumpCallPath(record, f); });
+    sizes += reporttest::Written([&](FILE* f) { db.DumpCSVFuncAttr(record, f); });
+  }
+  EXPECT_EQ(file("VA_FunctionsByName.txt"), byName);
+  EXPECT_EQ(file("VA_WorstCaseCallPaths.txt"), paths);
+  EXPECT_EQ(file("VA_FunctionStackSizes.csv"), sizes);
+  // Worked by hand: the outside record descends into main, whose greedy
+  // step is a (60 beats 32; nowhere ends the choice before the long name).
+  EXPECT_EQ(paths.substr(0, paths.find("\n\n") + 2),
+            "Call path for outside\n"
+            "\tTotal   99 bytes, local    0 bytes, outside\n"
+            "\tTotal   90 bytes, local   16 bytes, main\n"
+            "\tTotal   60 bytes, local    8 bytes, a\n"
+            "\tRecursive call to a\n\n");
+  EXPECT_NE(byName.find(std::string(18, ' ') + "b" + std::string(37, ' ') + "52, Open\n"), std::string::npos);
+  EXPECT_NE(byName.find("                  " + longName + "   32, Closed\n"), std::string::npos);
+}
+
 }  // namespace

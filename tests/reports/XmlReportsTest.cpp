@@ -4,6 +4,7 @@
 
 #include "TestUtil.h"
 #include "database/AssemblyData.h"
+#include "reports/ReportTestUtil.h"
 
 namespace {
 
@@ -35,6 +36,28 @@ TEST(XmlReports, WarningListsTakeTheLeadingRunOfTheirType) {
                          "\t<Key>a&lt;b&gt;&amp;</Key>\n\t<Path>src/b.s</Path>\n\t<Code></Code>\n"
                          "\t<LineNum>-1</LineNum>\n\t<CodeLine>x&lt;y</CodeLine>\n"
                          "\t<File2>src/c.s</File2>\n</Warning>\n" + tail);
+}
+
+// The list is written through one buffer for the whole file, a node alone
+// through its own; both escape the display name up to a NUL.
+TEST(XmlReports, FunctionListAgreesWithNodesWrittenAlone) {
+  AssemblyData db;
+  testutil::TempDir dir;
+  __func_attr* f = db.CreateFuncAttr("f", "f");
+  f->UName = std::string("x<y&\0<z", 7);
+  db.InsertCallListItem(f, "g");
+  db.CreateFuncAttr("g", "g")->HasParent = true;
+  db.rootMap.emplace("g", "App");
+  testutil::Captured([&] { db.DumpFunctionList(dir / ""); });
+  std::string nodes;
+  for (const auto& [key, record] : db.functionMap) {
+    nodes += reporttest::Written([&](FILE* file) { db.DumpFunctionNode(record.get(), file); });
+  }
+  EXPECT_EQ(testutil::ReadFile(dir / "VA_FunctionList.xml"),
+            "<?xml version=\"1.0\"?>\n\n<NodeList>\n\n" + nodes + "\n</NodeList>\n");
+  EXPECT_NE(nodes.find("\t<Name>x&lt;y&amp;</Name>\n"), std::string::npos);
+  EXPECT_NE(nodes.find("\t\t</CallList>\n\t<ModuleList>\n\t\t<Module>App</Module>\n\t</ModuleList>\n</node>\n"),
+            std::string::npos);
 }
 
 }  // namespace
