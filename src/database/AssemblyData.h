@@ -121,8 +121,9 @@ class AssemblyData {
   // Resolves every call list to records once, in one table: the resolution
   // and the reports walk the two million edges of a large program several
   // times, and a key lookup per edge and walk dominated their time. Rebuilt
-  // when a function was added or removed or a call list grew since.
+  // when a function was added or removed or any call list changed since.
   void EnsureCalleeTable();
+  bool CalleeTableCurrent() const;
   bool CalleeTableCovers(const __func_attr* record) const;
   // The records of a call list (null for unknown keys), from the table when
   // it covers the record.
@@ -297,6 +298,7 @@ class AssemblyData {
   std::vector<uint8_t> functionIsFilter_;  // by ordinal
   uint64_t calleeTableVersion_ = ~uint64_t{0};
   uint64_t calleeTableFilterVersion_ = ~uint64_t{0};
+  uint64_t calleeTableCallChanges_ = ~uint64_t{0};
 
   std::vector<char> msgBuffer_;
 };

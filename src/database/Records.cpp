@@ -11,6 +11,7 @@ const char* const branchstring[4] = {"Closed", "Undetermined", "Open", "Recursiv
 
 bool CallList::Insert(std::string_view name) {
   if (Contains(name)) return false;
+  ++changes_;
   items_.emplace_back(name);
   if (index_) {
     index_->emplace(name);
@@ -30,6 +31,7 @@ bool CallList::Contains(std::string_view name) const {
 }
 
 void CallList::clear() {
+  ++changes_;
   index_.reset();
   items_.clear();
 }

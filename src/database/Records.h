@@ -35,6 +35,19 @@ struct TransparentStringHash {
 // empty or short list must stay small.
 class CallList {
  public:
+  CallList() = default;
+  CallList(CallList&& other) noexcept : items_(std::move(other.items_)), index_(std::move(other.index_)) {
+    ++changes_;
+  }
+  CallList& operator=(CallList&& other) noexcept {
+    items_ = std::move(other.items_);
+    index_ = std::move(other.index_);
+    ++changes_;
+    return *this;
+  }
+  // Counts the changes to every call list of the process, so that a table
+  // built from call lists tells in constant time whether it is current.
+  static uint64_t Changes() { return changes_; }
   // Appends the name unless present; true when it was appended.
   bool Insert(std::string_view name);
   bool Contains(std::string_view name) const;
@@ -47,6 +60,7 @@ class CallList {
 
  private:
   static constexpr size_t kIndexThreshold = 16;
+  static inline uint64_t changes_ = 0;
   std::vector<std::string> items_;
   std::unique_ptr<std::unordered_set<std::string, TransparentStringHash, std::equal_to<>>> index_;
 };

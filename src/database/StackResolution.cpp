@@ -189,11 +189,7 @@ uint32_t AssemblyData::OrdinalInSizeOrder(size_t position, const __func_attr* re
 }
 
 void AssemblyData::EnsureCalleeTable() {
-  if (calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version() &&
-      std::all_of(recordsByOrdinal_.begin(), recordsByOrdinal_.end(),
-                  [this](const __func_attr* record) { return CalleeTableCovers(record); })) {
-    return;
-  }
+  if (CalleeTableCurrent()) return;
   // The filter map is string-compared: its names go into a hash set once.
   std::unordered_set<std::string_view> filters;
   for (const auto& [key, record] : filterFunctionMap) filters.insert(key);
@@ -226,14 +222,19 @@ void AssemblyData::EnsureCalleeTable() {
   }
   calleeTableVersion_ = functionMap.Version();
   calleeTableFilterVersion_ = filterFunctionMap.Version();
+  calleeTableCallChanges_ = CallList::Changes();
+}
+
+bool AssemblyData::CalleeTableCurrent() const {
+  return calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version() &&
+         calleeTableCallChanges_ == CallList::Changes();
 }
 
 bool AssemblyData::CalleeTableCovers(const __func_attr* record) const {
-  // A call list cleared and refilled to its old length after the table was
-  // built would go unnoticed; call lists only grow once the passes are done.
-  return calleeTableVersion_ == functionMap.Version() && calleeTableFilterVersion_ == filterFunctionMap.Version() &&
-         record->calleeCount == record->callList.size() && record->calleeBegin <= calleeTable_.size() &&
-         record->calleeCount <= calleeTable_.size() - record->calleeBegin;
+  // The table is current, and the record one of those it was built from
+  // (a record outside the map may carry any numbers).
+  return CalleeTableCurrent() && record->ordinal < recordsByOrdinal_.size() &&
+         recordsByOrdinal_[record->ordinal] == record;
 }
 
 std::span<__func_attr* const> AssemblyData::CalleesOf(const __func_attr* record) {

@@ -154,4 +154,22 @@ TEST(TextReports, WholeReportsAgreeWithEntriesWrittenAlone) {
   EXPECT_NE(byName.find("                  " + longName + "   32, Closed\n"), std::string::npos);
 }
 
+// The callee table is built once and reused while no call list changes; a
+// list refilled to its old length after it was built must still be seen.
+TEST(TextReports, CallListsChangedAfterTheTableWasBuiltAreSeen) {
+  testutil::TempDir dir;
+  AssemblyData db;
+  __func_attr* a = Fn(db, "a", 4, 12, Closed, Global, {"b"});
+  Fn(db, "b", 8, 8, Closed, Global);
+  Fn(db, "c", 2, 2, Closed, Global);
+  db.CopyFuncItemsToSizeMap();
+  a->callList.clear();
+  db.InsertCallListItem(a, "c");
+  testutil::Captured([&] { db.DumpFuncItems(dir / ""); });
+  const std::string report = testutil::ReadFile(dir / "VA_FunctionsByName.txt");
+  EXPECT_NE(report.find(std::string(18, ' ') + "c" + std::string(38, ' ') + "2, Closed\n"), std::string::npos)
+      << report;
+  EXPECT_EQ(report.find(std::string(18, ' ') + "b "), std::string::npos);
+}
+
 }  // namespace
