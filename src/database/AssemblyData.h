@@ -97,7 +97,9 @@ class AssemblyData {
   static std::string GetHexString(uint32_t value);
   static std::string Demangle(const std::string& name);
   // Appends name to the record's call list unless present; 0, or -1 for null.
-  int InsertCallListItem(__func_attr* record, std::string_view name);
+  // callee, when given, is the record the function map holds under name,
+  // just found there by the caller.
+  int InsertCallListItem(__func_attr* record, std::string_view name, __func_attr* callee = nullptr);
 
   // ---- Aliases and preset functions -----------------------------------
   int InsertAliasItem(const std::string& alias, const std::string& target, int flag);

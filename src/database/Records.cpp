@@ -9,10 +9,21 @@
 const char* const scopestring[3] = {"Local", "Global", "Weak"};
 const char* const branchstring[4] = {"Closed", "Undetermined", "Open", "Recursive"};
 
-bool CallList::Insert(std::string_view name) {
+bool CallList::Insert(std::string_view name, __func_attr* record, uint64_t stamp) {
   if (Contains(name)) return false;
   ++changes_;
   items_.emplace_back(name);
+  // Records are kept only while every one kept shares the stamp; a list
+  // that saw a removal between its insertions keeps none.
+  if (records_.size() + 1 == items_.size()) {
+    if (record != nullptr && recordsStamp_ == kNoStamp) recordsStamp_ = stamp;
+    if (record != nullptr && recordsStamp_ != stamp) {
+      records_.clear();
+      records_.shrink_to_fit();
+    } else {
+      records_.push_back(record);
+    }
+  }
   if (index_) {
     index_->emplace(name);
   } else if (items_.size() > kIndexThreshold) {
@@ -34,6 +45,8 @@ void CallList::clear() {
   ++changes_;
   index_.reset();
   items_.clear();
+  records_.clear();
+  recordsStamp_ = kNoStamp;
 }
 
 __func_attr* AssemblyData::CreateFuncAttr(FuncMap& map, const std::string& key,
@@ -159,8 +172,8 @@ std::string AssemblyData::Demangle(const std::string& name) {
   return result;
 }
 
-int AssemblyData::InsertCallListItem(__func_attr* record, std::string_view name) {
+int AssemblyData::InsertCallListItem(__func_attr* record, std::string_view name, __func_attr* callee) {
   if (record == nullptr) return -1;
-  record->callList.Insert(name);
+  record->callList.Insert(name, callee, FuncMap::Erasures());
   return 0;
 }

@@ -29,6 +29,8 @@ struct TransparentStringHash {
   size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
 };
 
+struct __func_attr;
+
 // Callee keys in order of first insertion, each once. Small lists are
 // searched linearly; once a function has many callees a hash index keeps
 // insertion constant-time. Most functions call a handful of others, so an
@@ -36,11 +38,17 @@ struct TransparentStringHash {
 class CallList {
  public:
   CallList() = default;
-  CallList(CallList&& other) noexcept : items_(std::move(other.items_)), index_(std::move(other.index_)) {
+  CallList(CallList&& other) noexcept
+      : items_(std::move(other.items_)),
+        records_(std::move(other.records_)),
+        recordsStamp_(other.recordsStamp_),
+        index_(std::move(other.index_)) {
     ++changes_;
   }
   CallList& operator=(CallList&& other) noexcept {
     items_ = std::move(other.items_);
+    records_ = std::move(other.records_);
+    recordsStamp_ = other.recordsStamp_;
     index_ = std::move(other.index_);
     ++changes_;
     return *this;
@@ -49,7 +57,16 @@ class CallList {
   // built from call lists tells in constant time whether it is current.
   static uint64_t Changes() { return changes_; }
   // Appends the name unless present; true when it was appended.
-  bool Insert(std::string_view name);
+  bool Insert(std::string_view name) { return Insert(name, nullptr, 0); }
+  // The same, keeping the record the function map holds under the name,
+  // found by the caller when FuncMap::Erasures() was stamp: the callee
+  // table (AssemblyData::EnsureCalleeTable) then need not look it up again.
+  bool Insert(std::string_view name, __func_attr* record, uint64_t stamp);
+  // The records kept by Insert (null where none was given), by position.
+  // Valid only while no function record was removed since they were kept:
+  // stamp is the removal count now.
+  bool RecordsValid(uint64_t stamp) const { return recordsStamp_ == stamp && records_.size() == items_.size(); }
+  __func_attr* Record(size_t position) const { return records_[position]; }
   bool Contains(std::string_view name) const;
   bool empty() const { return items_.empty(); }
   size_t size() const { return items_.size(); }
@@ -60,8 +77,11 @@ class CallList {
 
  private:
   static constexpr size_t kIndexThreshold = 16;
+  static constexpr uint64_t kNoStamp = ~uint64_t{0};
   static inline uint64_t changes_ = 0;
   std::vector<std::string> items_;
+  std::vector<__func_attr*> records_;
+  uint64_t recordsStamp_ = kNoStamp;  // the one stamp of every record kept, or kNoStamp
   std::unique_ptr<std::unordered_set<std::string, TransparentStringHash, std::equal_to<>>> index_;
 };
 
@@ -130,6 +150,16 @@ class FuncMap {
   // Changes with every insertion and removal: tables built from the map
   // tell by it whether they still describe it.
   uint64_t Version() const { return version_; }
+  // Counts removals of records from every function map of the process
+  // (erasing, clearing or destroying a map): a record pointer
+  // taken from a map stays valid, and its key maps to it, while the count
+  // is unchanged, since records are never replaced in place under a key.
+  static uint64_t Erasures() { return erasures_; }
+
+  FuncMap() = default;
+  FuncMap(FuncMap&& other) noexcept = delete;
+  FuncMap& operator=(FuncMap&& other) noexcept = delete;
+  ~FuncMap() { ++erasures_; }
 
   iterator find(std::string_view key) {
     const Slot* slot = Lookup(key, std::hash<std::string_view>{}(key));
@@ -199,6 +229,7 @@ class FuncMap {
   iterator erase(iterator it) {
     Unindex(it->first);
     ++version_;
+    ++erasures_;
     return map_.erase(it);
   }
   size_t erase(std::string_view key) {
@@ -208,6 +239,7 @@ class FuncMap {
     return 1;
   }
   void clear() {
+    ++erasures_;
     slots_.clear();
     map_.clear();
     std::fill(localFilter_.begin(), localFilter_.end(), 0);
@@ -325,6 +357,7 @@ class FuncMap {
 
   Map map_;
   uint64_t version_ = 0;
+  static inline uint64_t erasures_ = 0;
   std::vector<Slot> slots_;
   std::vector<uint64_t> localFilter_ = std::vector<uint64_t>(kLocalFilterBits / 64);
 };

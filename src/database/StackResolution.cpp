@@ -206,7 +206,17 @@ void AssemblyData::EnsureCalleeTable() {
     record->ordinal = ordinal++;
     record->calleeBegin = calleeTable_.size();
     record->calleeCount = record->callList.size();
-    functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeTable_);
+    const CallList& calls = record->callList;
+    if (calls.RecordsValid(FuncMap::Erasures())) {
+      // The parsers kept the records they found: only names kept without
+      // one are looked up.
+      for (size_t i = 0; i < calls.size(); ++i) {
+        __func_attr* callee = calls.Record(i);
+        calleeTable_.push_back(callee != nullptr ? callee : functionMap.FindRecord(*(calls.begin() + i)));
+      }
+    } else {
+      functionMap.FindAll(calls.begin(), calls.end(), calleeTable_);
+    }
     for (const std::string& callee : record->callList) calleeIsFilter_.push_back(isFilter(callee));
   }
   // The reports index tables by the callees' ordinals; each is read here

@@ -439,8 +439,10 @@ fcn_symbols* FileParser::NextContaining(ElfFile* elf, fcn_symbols* symbol, uint3
 }
 
 __func_attr* FileParser::FindListedFunction(const std::string& name, const std::string& address,
-                                            std::string_view* key) {
+                                            std::string_view* key, bool* foundUnderKey) {
+  if (foundUnderKey != nullptr) *foundUnderKey = true;
   if (__func_attr* record = FindFunction(name, address, key)) return record;
+  if (foundUnderKey != nullptr) *foundUnderKey = false;
   // A target inside a file-local function: its key holds the start address.
   uint32_t value = 0;
   ElfFile* elf = ListingElf();
@@ -478,7 +480,8 @@ int FileParser::HandleDisAsmCall(std::string name, const std::string& address, i
   // The key found is the record's Key: the record is then only written,
   // never waited for.
   std::string_view key;
-  __func_attr* target = FindListedFunction(name, address, &key);
+  bool foundUnderKey = false;  // then the call list keeps the record too
+  __func_attr* target = FindListedFunction(name, address, &key, &foundUnderKey);
   if (target == nullptr) {
     target = IsPresetFunction(name);
     if (target == nullptr) return 0;  // not a function the analysis knows
@@ -487,7 +490,7 @@ int FileParser::HandleDisAsmCall(std::string name, const std::string& address, i
   target->IsUsed = true;
   target->HasParent = true;
   if (computed) currentFunction->HasPtrToFunc = true;
-  return InsertCallListItem(currentFunction, key) == 0 ? 0 : -1;
+  return InsertCallListItem(currentFunction, key, foundUnderKey ? target : nullptr) == 0 ? 0 : -1;
 }
 
 int FileParser::HandleJump2(std::string name, const std::string& address) {

@@ -203,8 +203,9 @@ class FileParser : public AssemblyData {
   }
   bool RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value);
   static fcn_symbols* NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address);
+  // foundUnderKey tells whether the record was found under the key itself.
   __func_attr* FindListedFunction(const std::string& name, const std::string& address,
-                                  std::string_view* key = nullptr);
+                                  std::string_view* key = nullptr, bool* foundUnderKey = nullptr);
 
   // ---- Computed calls ----------------------------------------------------
   int HandleIndirectCall3(uint32_t value);

@@ -242,6 +242,8 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
   // written below, never waited for.
   std::string_view key;
   __func_attr* callee = FindFunction(name, file, &key);
+  // Found under the key itself: the call list keeps the record too.
+  bool foundUnderKey = callee != nullptr;
   if (callee == nullptr) {
     callee = GetAliasAttribute(name, file);
     if (callee != nullptr) key = callee->Key;
@@ -254,6 +256,7 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
     // An unknown function leaves every caller's tree open.
     if (IsPresetFunction(callee) == 0) callee->BranchType = Open;
     key = callee->Key;
+    foundUnderKey = key == name;  // the map holds it under name
   }
   if (callee == currentFunction) {
     // Recursion only counts for a function that uses stack.
@@ -263,7 +266,7 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
   // used-functions-only report mode and the front end's Used column read.
   callee->HasParent = true;
   callee->IsUsed = true;
-  InsertCallListItem(currentFunction, key);
+  InsertCallListItem(currentFunction, key, foundUnderKey ? callee : nullptr);
   if (addressOnly) currentFunction->HasPtrToFunc = true;
   return 0;
 }

@@ -172,4 +172,23 @@ TEST(TextReports, CallListsChangedAfterTheTableWasBuiltAreSeen) {
   EXPECT_EQ(report.find(std::string(18, ' ') + "b "), std::string::npos);
 }
 
+// A call list may keep the callee's record, found when the call was read;
+// once a record is removed, the name must be looked up again: here its key
+// now holds a new record with other figures.
+TEST(TextReports, CalleeRemovedAfterTheCallIsLookedUpAgain) {
+  testutil::TempDir dir;
+  AssemblyData db;
+  __func_attr* a = Fn(db, "a", 4, 12, Closed, Global);
+  __func_attr* old = Fn(db, "b", 8, 8, Closed, Global);
+  db.InsertCallListItem(a, "b", old);
+  db.functionMap.erase("b");
+  Fn(db, "filler", 9, 9, Closed, Global);  // may take the freed record's place
+  Fn(db, "b", 6, 6, Closed, Global);
+  db.CopyFuncItemsToSizeMap();
+  testutil::Captured([&] { db.DumpFuncItems(dir / ""); });
+  EXPECT_NE(testutil::ReadFile(dir / "VA_FunctionsByName.txt")
+                .find(std::string(18, ' ') + "b" + std::string(38, ' ') + "6, Closed\n"),
+            std::string::npos);
+}
+
 }  // namespace
