@@ -130,11 +130,8 @@ class AssemblyData {
   // The records of a call list (null for unknown keys), from the table when
   // it covers the record.
   std::span<__func_attr* const> CalleesOf(const __func_attr* record);
-  // Whether the edge at a table position names a filter function, and
-  // whether a function the table covers is one.
+  // Whether the edge at a table position names a filter function.
   bool CalleeIsFilter(size_t position) const { return calleeIsFilter_[position] != 0; }
-  bool FunctionIsFilter(const __func_attr* record) const { return functionIsFilter_[record->ordinal] != 0; }
-  __func_attr* CalleeAt(size_t position) const { return calleeTable_[position]; }
 
   // ---- Warnings -------------------------------------------------------
   void PrintWarning(const std::string& format, const std::string& name, const std::string& path,
@@ -235,6 +232,7 @@ class AssemblyData {
   int OpenReport(const std::string& path, FILE** file);
 
  private:
+  class StackWalk;
   // What the call-path report reads of each function, by record ordinal,
   // with the greedy next step worked out once (every path through a
   // function makes the same choice) and the function's line of a path
@@ -292,6 +290,7 @@ class AssemblyData {
   std::vector<__func_attr*> calleeTable_;
   std::vector<__func_attr*> recordsByOrdinal_;  // the records in key order
   std::vector<uint32_t> calleeOrdinal_;         // by edge: the callee's ordinal, or kNoStep
+  std::vector<size_t> edgeStart_;               // by ordinal, and the end: where its edges start
   // The ordinals in the size map's order as it was built, so the reports
   // need not read a record to learn its ordinal; checked against the map.
   std::vector<uint32_t> sizeOrder_;

@@ -4,9 +4,14 @@
 // The depth-first walk keeps its chain on an explicit work stack rather than
 // on the process stack: call chains of generated code can be hundreds of
 // thousands of functions deep. Each frame holds exactly the locals a
-// recursive walk would hold, and the record's Recursion field is the visit
+// recursive walk would hold, and a function's Recursion field is the visit
 // state (0 new, 3 on the current chain, 1 done, 2 done and recursive), so the
 // results are those of the plain recursive walk.
+//
+// The walk reads and writes copies of the fields it needs, in a table by
+// ordinal: following two million edges through records scattered over the
+// heap waited on memory at every step, while the table stays in cache. The
+// records take the results at the end.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -17,12 +22,21 @@
 
 namespace {
 
+// What the walk reads and writes of a function.
+struct Node {
+  int32_t stack;
+  int32_t cumStack;
+  int32_t cumUserStack;
+  int32_t branchType;
+  int32_t recursion;
+  bool isFound;
+};
+
 struct WalkFrame {
-  __func_attr* function;
-  std::vector<std::string>::const_iterator next;  // key of the edge at position
-  size_t position;                                // next edge in the callee table
+  uint32_t function;
+  uint32_t callee;  // callee whose resolution is pending, or kNoStep
+  size_t position;  // next edge in the callee table
   size_t end;
-  __func_attr* callee;  // callee whose resolution is pending
   int32_t maxCum;
   int32_t maxUser;
   bool isFilter;
@@ -34,115 +48,144 @@ int32_t WrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
-// Steps taken on reaching a function: 0 or 1 when it is settled at once
-// (resolved earlier, on the current chain, or a leaf), -1 when its callees
-// must be walked; isFilter is set in that case.
-int Enter(AssemblyData& db, __func_attr* f, bool& isFilter) {
-  if (f->Recursion == 1) return 0;
-  if (f->Recursion == 2) return 1;
-  if (f->Recursion == 3) {
-    if (db.warnRecursion) {
-      if (!f->Path.empty()) {
-        db.PrintWarning("Recursion encountered at function %s in file %s", f->UName, f->Path,
-                        "60: ", -1, "");
-      } else {
-        db.PrintWarning("Recursion encountered at function %s", f->UName, f->Path, "60: ", -1, "");
+}  // namespace
+
+// The walk over the callee table, on copies of the records' fields.
+class AssemblyData::StackWalk {
+ public:
+  explicit StackWalk(AssemblyData& db) : db_(db), nodes_(db.recordsByOrdinal_.size()) {
+    constexpr size_t kAhead = 16;
+    const std::vector<__func_attr*>& records = db_.recordsByOrdinal_;
+    for (size_t i = 0; i < records.size(); ++i) {
+      if (i + kAhead < records.size()) __builtin_prefetch(&records[i + kAhead]->CumStack);
+      const __func_attr* f = records[i];
+      nodes_[i] = {f->Stack, f->CumStack, f->CumUserStack, f->BranchType, f->Recursion, f->IsFound};
+    }
+  }
+
+  // The records take the results.
+  ~StackWalk() {
+    constexpr size_t kAhead = 16;
+    const std::vector<__func_attr*>& records = db_.recordsByOrdinal_;
+    for (size_t i = 0; i < records.size(); ++i) {
+      if (i + kAhead < records.size()) __builtin_prefetch(&records[i + kAhead]->CumStack, 1);
+      __func_attr* f = records[i];
+      const Node& node = nodes_[i];
+      f->CumStack = node.cumStack;
+      f->CumUserStack = node.cumUserStack;
+      f->BranchType = node.branchType;
+      f->Recursion = node.recursion;
+    }
+  }
+
+  int Walk(uint32_t root) {
+    bool rootIsFilter = false;
+    int result = Enter(root, rootIsFilter);
+    if (result >= 0) return result;
+
+    chain_.clear();
+    Open(root, rootIsFilter);
+    while (!chain_.empty()) {
+      WalkFrame& frame = chain_.back();
+      if (frame.callee != kNoStep) Combine(frame, result);
+
+      uint32_t descendInto = kNoStep;
+      bool descendIsFilter = false;
+      while (frame.position != frame.end) {
+        const size_t position = frame.position++;
+        const uint32_t callee = db_.calleeOrdinal_[position];
+        // Inside a filter function every callee counts toward the user share.
+        const bool calleeIsFilter = !frame.isFilter && db_.CalleeIsFilter(position);
+        if (callee == kNoStep) {
+          const __func_attr* f = db_.recordsByOrdinal_[frame.function];
+          const std::string& name = *(f->callList.begin() + (position - f->calleeBegin));
+          db_.PRINTS("Error: Call list item %s not found.", name, "12: ");
+          continue;
+        }
+        frame.callee = callee;
+        frame.calleeIsFilter = calleeIsFilter;
+        const int calleeResult = Enter(callee, descendIsFilter);
+        if (calleeResult < 0) {
+          descendInto = callee;
+          break;
+        }
+        Combine(frame, calleeResult);
       }
-    }
-    return 1;
-  }
-  isFilter = db.FunctionIsFilter(f);
-  if (f->callList.empty()) {
-    f->Recursion = 1;
-    f->CumStack = f->Stack;
-    if (!isFilter) f->CumUserStack = f->Stack;
-    // A leaf never seen keeps what the parsers said about it.
-    if (f->IsFound) f->BranchType = Closed;
-    return 0;
-  }
-  f->Recursion = 3;
-  return -1;
-}
-
-// Folds a resolved callee into its caller's frame.
-void Combine(WalkFrame& frame, int calleeResult) {
-  __func_attr* f = frame.function;
-  const __func_attr* callee = frame.callee;
-  if (calleeResult == 1) {
-    f->Recursion = 2;
-    f->BranchType = Recursive;
-  }
-  if (callee->CumStack > frame.maxCum) frame.maxCum = callee->CumStack;
-  if (!frame.calleeIsFilter && callee->CumUserStack > frame.maxUser) {
-    frame.maxUser = callee->CumUserStack;
-  }
-  if (callee->BranchType > f->BranchType) f->BranchType = callee->BranchType;
-  frame.callee = nullptr;
-}
-
-// Needs the callee table to cover every function.
-int Walk(AssemblyData& db, __func_attr* root, std::vector<WalkFrame>& chain) {
-  bool rootIsFilter = false;
-  int result = Enter(db, root, rootIsFilter);
-  if (result >= 0) return result;
-
-  auto open = [&](__func_attr* f, bool isFilter) {
-    // The callees are visited next, one after the other: fetch them all now
-    // so that their reads overlap.
-    for (size_t e = f->calleeBegin; e < f->calleeBegin + f->calleeCount; ++e) {
-      if (const __func_attr* callee = db.CalleeAt(e)) __builtin_prefetch(&callee->Recursion);
-    }
-    chain.push_back({f, f->callList.begin(), f->calleeBegin, f->calleeBegin + f->calleeCount, nullptr, 0, 0,
-                     isFilter, false});
-  };
-  chain.clear();
-  open(root, rootIsFilter);
-  while (!chain.empty()) {
-    WalkFrame& frame = chain.back();
-    if (frame.callee != nullptr) Combine(frame, result);
-
-    __func_attr* f = frame.function;
-    __func_attr* descendInto = nullptr;
-    bool descendIsFilter = false;
-    while (frame.position != frame.end) {
-      const size_t position = frame.position++;
-      const auto name = frame.next++;
-      __func_attr* callee = db.CalleeAt(position);
-      // Inside a filter function every callee counts toward the user share.
-      bool calleeIsFilter = !frame.isFilter && db.CalleeIsFilter(position);
-      if (callee == nullptr) {
-        db.PRINTS("Error: Call list item %s not found.", *name, "12: ");
+      if (descendInto != kNoStep) {
+        // push_back may move the frames; frame is not used after this.
+        Open(descendInto, descendIsFilter);
         continue;
       }
-      frame.callee = callee;
-      frame.calleeIsFilter = calleeIsFilter;
-      int calleeResult = Enter(db, callee, descendIsFilter);
-      if (calleeResult < 0) {
-        descendInto = callee;
-        break;
+
+      Node& f = nodes_[frame.function];
+      f.cumStack = WrappingAdd(frame.maxCum, f.stack);
+      if (!frame.isFilter) f.cumUserStack = WrappingAdd(frame.maxUser, f.stack);
+      if (f.recursion == 2) {
+        result = 1;
+      } else {
+        f.recursion = 1;
+        result = 0;
       }
-      Combine(frame, calleeResult);
+      chain_.pop_back();
     }
-    if (descendInto != nullptr) {
-      // push_back may move the frames; frame is not used after this.
-      open(descendInto, descendIsFilter);
-      continue;
-    }
-
-    f->CumStack = WrappingAdd(frame.maxCum, f->Stack);
-    if (!frame.isFilter) f->CumUserStack = WrappingAdd(frame.maxUser, f->Stack);
-    if (f->Recursion == 2) {
-      result = 1;
-    } else {
-      f->Recursion = 1;
-      result = 0;
-    }
-    chain.pop_back();
+    return result;
   }
-  return result;
-}
 
-}  // namespace
+ private:
+  // Steps taken on reaching a function: 0 or 1 when it is settled at once
+  // (resolved earlier, on the current chain, or a leaf), -1 when its
+  // callees must be walked; isFilter is set in that case.
+  int Enter(uint32_t ordinal, bool& isFilter) {
+    Node& f = nodes_[ordinal];
+    if (f.recursion == 1) return 0;
+    if (f.recursion == 2) return 1;
+    if (f.recursion == 3) {
+      if (db_.warnRecursion) {
+        const __func_attr* record = db_.recordsByOrdinal_[ordinal];
+        if (!record->Path.empty()) {
+          db_.PrintWarning("Recursion encountered at function %s in file %s", record->UName, record->Path,
+                           "60: ", -1, "");
+        } else {
+          db_.PrintWarning("Recursion encountered at function %s", record->UName, record->Path, "60: ", -1, "");
+        }
+      }
+      return 1;
+    }
+    isFilter = db_.functionIsFilter_[ordinal] != 0;
+    if (db_.edgeStart_[ordinal] == db_.edgeStart_[ordinal + 1]) {
+      f.recursion = 1;
+      f.cumStack = f.stack;
+      if (!isFilter) f.cumUserStack = f.stack;
+      // A leaf never seen keeps what the parsers said about it.
+      if (f.isFound) f.branchType = Closed;
+      return 0;
+    }
+    f.recursion = 3;
+    return -1;
+  }
+
+  // Folds a resolved callee into its caller's frame.
+  void Combine(WalkFrame& frame, int calleeResult) {
+    Node& f = nodes_[frame.function];
+    const Node& callee = nodes_[frame.callee];
+    if (calleeResult == 1) {
+      f.recursion = 2;
+      f.branchType = Recursive;
+    }
+    if (callee.cumStack > frame.maxCum) frame.maxCum = callee.cumStack;
+    if (!frame.calleeIsFilter && callee.cumUserStack > frame.maxUser) frame.maxUser = callee.cumUserStack;
+    if (callee.branchType > f.branchType) f.branchType = callee.branchType;
+    frame.callee = kNoStep;
+  }
+
+  void Open(uint32_t ordinal, bool isFilter) {
+    chain_.push_back({ordinal, kNoStep, db_.edgeStart_[ordinal], db_.edgeStart_[ordinal + 1], 0, 0, isFilter, false});
+  }
+
+  AssemblyData& db_;
+  std::vector<Node> nodes_;
+  std::vector<WalkFrame> chain_;
+};
 
 bool AssemblyData::IsFilterFunction(std::string_view name) const {
   return filterFunctionMap.find(name) != filterFunctionMap.end();
@@ -199,6 +242,7 @@ void AssemblyData::EnsureCalleeTable() {
   functionIsFilter_.clear();
   recordsByOrdinal_.clear();
   recordsByOrdinal_.reserve(functionMap.size());
+  edgeStart_.clear();
   size_t ordinal = 0;
   for (auto& [key, record] : functionMap) {
     recordsByOrdinal_.push_back(record.get());
@@ -218,7 +262,9 @@ void AssemblyData::EnsureCalleeTable() {
       functionMap.FindAll(calls.begin(), calls.end(), calleeTable_);
     }
     for (const std::string& callee : record->callList) calleeIsFilter_.push_back(isFilter(callee));
+    edgeStart_.push_back(record->calleeBegin);
   }
+  edgeStart_.push_back(calleeTable_.size());
   // The reports index tables by the callees' ordinals; each is read here
   // once, with the reads of several edges in flight together.
   calleeOrdinal_.resize(calleeTable_.size());
@@ -258,16 +304,16 @@ int AssemblyData::CheckRecursionAndStack(__func_attr* record) {
   if (record == nullptr) return 0;
   EnsureCalleeTable();
   if (!CalleeTableCovers(record)) return 0;  // not a function of the map
-  std::vector<WalkFrame> chain;
-  return Walk(*this, record, chain);
+  StackWalk walk(*this);
+  return walk.Walk(static_cast<uint32_t>(record->ordinal));
 }
 
 int AssemblyData::ResolveCumulativeStackUse() {
   EnsureCalleeTable();
   // Roots are taken in key order, which decides which function of a cycle
   // the recursion warning names.
-  std::vector<WalkFrame> chain;
-  for (__func_attr* record : recordsByOrdinal_) Walk(*this, record, chain);
+  StackWalk walk(*this);
+  for (uint32_t ordinal = 0; ordinal < recordsByOrdinal_.size(); ++ordinal) walk.Walk(ordinal);
   return 0;
 }
 
