@@ -258,6 +258,8 @@ class AssemblyData {
     }
   };
   void BuildPathSteps(PathSteps& table);
+  // The figures of a path step, before its name; returns their length.
+  static size_t PutStepFigures(TextSink& out, const __func_attr* record);
   void ChooseNextStep(std::span<__func_attr* const> callees, uint32_t& next, bool& unknownCallee) const;
   // ordinal is the record's when the caller knows it, or kNoStep.
   int WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber,

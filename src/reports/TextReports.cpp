@@ -225,6 +225,13 @@ void AssemblyData::PrefetchCalleeCells(const CalleeCells& cells, size_t i) const
   each(i + kAhead / 2, [&cells](uint32_t callee) { __builtin_prefetch(cells.text.data() + cells.begin[callee]); });
 }
 
+size_t AssemblyData::PutStepFigures(TextSink& out, const __func_attr* record) {
+  // A step of a path: "\tTotal  NNN bytes, local  NNN bytes, " and the name.
+  const size_t before = out.Written();
+  out.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4).Put(" bytes, ");
+  return out.Written() - before;
+}
+
 void AssemblyData::BuildPathSteps(PathSteps& table) {
   EnsureCalleeTable();
   const size_t count = recordsByOrdinal_.size();
@@ -243,8 +250,7 @@ void AssemblyData::BuildPathSteps(PathSteps& table) {
       table.flags[i] = (record->callList.empty() ? 0 : PathSteps::kHasCalls) |
                        (record->IsUsed ? PathSteps::kIsUsed : 0);
       table.lineBegin[i] = lines.Written();
-      lines.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4).Put(" bytes, ");
-      table.nameBegin[i] = lines.Written();
+      table.nameBegin[i] = table.lineBegin[i] + PutStepFigures(lines, record);
       lines.Put(record->UName).Put('\n');
     }
     table.lineBegin[count] = lines.Written();
@@ -287,7 +293,7 @@ int AssemblyData::WriteCallPath(TextSink& out, const __func_attr* record, PathSt
     if (record->callList.empty()) return 0;
     if (usedFunctionsOnly && !record->IsUsed) return 0;
     out.Put("Call path for ").Put(record->UName).Put('\n');
-    out.Put("\tTotal ").Int(record->CumStack, 4).Put(" bytes, local ").Int(record->Stack, 4).Put(" bytes, ");
+    PutStepFigures(out, record);
     out.Put(record->UName).Put('\n');
     bool unknownCallee = false;
     ChooseNextStep(CalleesOf(record), current, unknownCallee);
