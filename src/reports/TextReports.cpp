@@ -51,7 +51,7 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
       PrefetchCalleeCells(cells, i);
       const __func_attr* record = recordsByOrdinal_[i];
       rows.clear();
-      for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
+      for (size_t e = edgeStart_[i]; e < edgeStart_[i + 1]; ++e) {
         const uint32_t callee = calleeOrdinal_[e];
         if (callee != kNoStep) rows.push_back(cells.Cell(callee));
       }
@@ -187,8 +187,11 @@ void AssemblyData::PrefetchRecord(const std::vector<__func_attr*>& records, size
   // later still, once the record itself has arrived.
   constexpr size_t kAhead = 8;
   if (i + 2 * kAhead < records.size()) {
-    const char* record = reinterpret_cast<const char*>(records[i + 2 * kAhead]);
-    for (size_t line = 0; line < sizeof(__func_attr); line += 64) __builtin_prefetch(record + line);
+    // Every line the record touches, wherever in a line it starts.
+    const uintptr_t start = reinterpret_cast<uintptr_t>(records[i + 2 * kAhead]);
+    for (uintptr_t line = start & ~uintptr_t{63}; line < start + sizeof(__func_attr); line += 64) {
+      __builtin_prefetch(reinterpret_cast<const void*>(line));
+    }
   }
   if (i + kAhead < records.size()) {
     const __func_attr* record = records[i + kAhead];
@@ -216,8 +219,7 @@ void AssemblyData::PrefetchCalleeCells(const CalleeCells& cells, size_t i) const
   constexpr size_t kAhead = 8;
   auto each = [this](size_t ordinal, auto&& fetch) {
     if (ordinal >= recordsByOrdinal_.size()) return;
-    const __func_attr* record = recordsByOrdinal_[ordinal];
-    for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
+    for (size_t e = edgeStart_[ordinal]; e < edgeStart_[ordinal + 1]; ++e) {
       if (calleeOrdinal_[e] != kNoStep) fetch(calleeOrdinal_[e]);
     }
   };
@@ -258,9 +260,8 @@ void AssemblyData::BuildPathSteps(PathSteps& table) {
   // The greedy choice reads only the callees' ordinals and cumulative
   // stacks, both by ordinal.
   for (size_t i = 0; i < count; ++i) {
-    const __func_attr* record = recordsByOrdinal_[i];
     int64_t bestValue = -1;
-    for (size_t e = record->calleeBegin; e < record->calleeBegin + record->calleeCount; ++e) {
+    for (size_t e = edgeStart_[i]; e < edgeStart_[i + 1]; ++e) {
       const uint32_t callee = calleeOrdinal_[e];
       if (callee == kNoStep) {
         // An unknown callee ends the choice: those after it are not seen.
