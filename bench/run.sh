@@ -12,6 +12,9 @@
 #
 # Inputs are written to DATA_DIR (default build-bench/data-SCALE) and reused
 # when present. The analyser is built in release mode in build-bench/.
+# BENCH_REPEAT=N in the environment runs the resolution and each report N
+# times and shows the fastest run (the report files then include the N - 1
+# functions the repeats add).
 set -euo pipefail
 scale=${1:-small}
 root=$(cd "$(dirname "$0")/.." && pwd)
