@@ -292,7 +292,7 @@ class AssemblyData {
   std::vector<__func_attr*> calleeTable_;
   std::vector<__func_attr*> recordsByOrdinal_;  // the records in key order
   std::vector<uint32_t> calleeOrdinal_;         // by edge: the callee's ordinal, or kNoStep
-  std::vector<size_t> edgeStart_;               // by ordinal, and the end: where its edges start
+  std::vector<size_t> edgeStart_;               // by ordinal, and the end: where its edges start in the table
   // The ordinals in the size map's order as it was built, so the reports
   // need not read a record to learn its ordinal; checked against the map.
   std::vector<uint32_t> sizeOrder_;

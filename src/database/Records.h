@@ -106,11 +106,10 @@ struct __func_attr {
   // Records that came from outside the sources (aid files, toolchain
   // libraries): a definition found in the sources replaces them.
   bool IsReplaceable = false;
-  // Where the record's callees lie in the database's callee table (see
-  // AssemblyData::EnsureCalleeTable), and its position in key order.
+  // The record's position in key order, which indexes the database's
+  // callee table and the tables built from it (see
+  // AssemblyData::EnsureCalleeTable).
   size_t ordinal = 0;
-  size_t calleeBegin = 0;
-  size_t calleeCount = 0;
 };
 
 struct __mem_attr {

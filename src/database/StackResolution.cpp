@@ -98,7 +98,7 @@ class AssemblyData::StackWalk {
         const bool calleeIsFilter = !frame.isFilter && db_.CalleeIsFilter(position);
         if (callee == kNoStep) {
           const __func_attr* f = db_.recordsByOrdinal_[frame.function];
-          const std::string& name = *(f->callList.begin() + (position - f->calleeBegin));
+          const std::string& name = *(f->callList.begin() + (position - db_.edgeStart_[frame.function]));
           db_.PRINTS("Error: Call list item %s not found.", name, "12: ");
           continue;
         }
@@ -248,8 +248,7 @@ void AssemblyData::EnsureCalleeTable() {
     recordsByOrdinal_.push_back(record.get());
     functionIsFilter_.push_back(isFilter(record->Name));
     record->ordinal = ordinal++;
-    record->calleeBegin = calleeTable_.size();
-    record->calleeCount = record->callList.size();
+    edgeStart_.push_back(calleeTable_.size());
     const CallList& calls = record->callList;
     if (calls.RecordsValid(FuncMap::Erasures())) {
       // The parsers kept the records they found: only names kept without
@@ -262,7 +261,6 @@ void AssemblyData::EnsureCalleeTable() {
       functionMap.FindAll(calls.begin(), calls.end(), calleeTable_);
     }
     for (const std::string& callee : record->callList) calleeIsFilter_.push_back(isFilter(callee));
-    edgeStart_.push_back(record->calleeBegin);
   }
   edgeStart_.push_back(calleeTable_.size());
   // The reports index tables by the callees' ordinals; each is read here
@@ -294,7 +292,10 @@ bool AssemblyData::CalleeTableCovers(const __func_attr* record) const {
 }
 
 std::span<__func_attr* const> AssemblyData::CalleesOf(const __func_attr* record) {
-  if (CalleeTableCovers(record)) return {calleeTable_.data() + record->calleeBegin, record->calleeCount};
+  if (CalleeTableCovers(record)) {
+    const size_t begin = edgeStart_[record->ordinal];
+    return {calleeTable_.data() + begin, edgeStart_[record->ordinal + 1] - begin};
+  }
   calleeBuffer_.clear();
   functionMap.FindAll(record->callList.begin(), record->callList.end(), calleeBuffer_);
   return calleeBuffer_;

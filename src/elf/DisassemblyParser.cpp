@@ -440,9 +440,9 @@ fcn_symbols* FileParser::NextContaining(ElfFile* elf, fcn_symbols* symbol, uint3
 
 __func_attr* FileParser::FindListedFunction(const std::string& name, const std::string& address,
                                             std::string_view* key, bool* foundUnderKey) {
-  if (foundUnderKey != nullptr) *foundUnderKey = true;
-  if (__func_attr* record = FindFunction(name, address, key)) return record;
-  if (foundUnderKey != nullptr) *foundUnderKey = false;
+  __func_attr* found = FindFunction(name, address, key);
+  if (foundUnderKey != nullptr) *foundUnderKey = found != nullptr;
+  if (found != nullptr) return found;
   // A target inside a file-local function: its key holds the start address.
   uint32_t value = 0;
   ElfFile* elf = ListingElf();
