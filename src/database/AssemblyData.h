@@ -239,6 +239,15 @@ class AssemblyData {
   // printed once. Paths then hop through a small table and copy lines
   // instead of reading records scattered over the heap.
   static constexpr uint32_t kNoStep = ~uint32_t{0};
+  // Texts printed one after another into one string, each found by its
+  // index: printed once, copied into a report many times.
+  struct TextSlices {
+    std::string text;
+    std::vector<size_t> begin;  // slice i spans [begin[i], begin[i + 1])
+    std::string_view operator[](size_t i) const {
+      return std::string_view(text).substr(begin[i], begin[i + 1] - begin[i]);
+    }
+  };
   struct PathSteps {
     struct Hop {
       uint32_t next = kNoStep;  // ordinal of the callee with the largest cumulative stack
@@ -247,14 +256,10 @@ class AssemblyData {
     enum Flag : uint8_t { kHasCalls = 1, kIsUsed = 2, kUnknownCallee = 4 /* ended the choice */ };
     std::vector<Hop> hops;
     std::vector<uint8_t> flags;
-    std::string lines;              // "\tTotal ... bytes, UName\n" of each function
-    std::vector<size_t> lineBegin;  // line i spans [lineBegin[i], lineBegin[i + 1])
-    std::vector<size_t> nameBegin;  // and its UName [nameBegin[i], lineBegin[i + 1] - 1)
-    std::string_view Line(size_t i) const {
-      return std::string_view(lines).substr(lineBegin[i], lineBegin[i + 1] - lineBegin[i]);
-    }
+    TextSlices lines;               // "\tTotal ... bytes, UName\n" of each function
+    std::vector<size_t> nameBegin;  // where its UName starts; the line's newline ends it
     std::string_view Name(size_t i) const {
-      return std::string_view(lines).substr(nameBegin[i], lineBegin[i + 1] - 1 - nameBegin[i]);
+      return std::string_view(lines.text).substr(nameBegin[i], lines.begin[i + 1] - 1 - nameBegin[i]);
     }
   };
   void BuildPathSteps(PathSteps& table);
@@ -265,17 +270,11 @@ class AssemblyData {
   int WriteCallPath(TextSink& out, const __func_attr* record, PathSteps& table, uint32_t pathNumber,
                     uint32_t ordinal);
 
-  // The by-name report's callee cell of each function by ordinal: its name
-  // (up to a NUL) padded to the column, a blank and its cumulative stack.
-  // Printed once, copied into the rows of all its callers.
-  struct CalleeCells {
-    std::string text;
-    std::vector<size_t> begin;  // cell i spans [begin[i], begin[i + 1])
-    std::string_view Cell(size_t i) const { return std::string_view(text).substr(begin[i], begin[i + 1] - begin[i]); }
-  };
+  // The by-name report's callee cell of a function: its name (up to a NUL)
+  // padded to the column, a blank and its cumulative stack.
   static void PutCalleeCell(TextSink& out, const __func_attr* callee);
-  void BuildCalleeCells(CalleeCells& cells) const;
-  void PrefetchCalleeCells(const CalleeCells& cells, size_t i) const;
+  void BuildCalleeCells(TextSlices& cells) const;  // of every function, by ordinal
+  void PrefetchCalleeCells(const TextSlices& cells, size_t i) const;
   void WriteColumnEntry(TextSink& out, const __func_attr* record, std::span<const std::string_view> cells);
   void WriteCsvEntry(TextSink& out, const __func_attr* record);
   // The size map's records in its order.

@@ -42,7 +42,7 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
   {
     // Each callee row is the callee's cell, printed once into a table by
     // ordinal, instead of fields read from two million scattered records.
-    CalleeCells cells;
+    TextSlices cells;
     BuildCalleeCells(cells);
     TextSink out(file);
     std::vector<std::string_view> rows;
@@ -53,7 +53,7 @@ int AssemblyData::DumpFuncItems(const std::string& dir) {
       rows.clear();
       for (size_t e = edgeStart_[i]; e < edgeStart_[i + 1]; ++e) {
         const uint32_t callee = calleeOrdinal_[e];
-        if (callee != kNoStep) rows.push_back(cells.Cell(callee));
+        if (callee != kNoStep) rows.push_back(cells[callee]);
       }
       WriteColumnEntry(out, record, rows);
     }
@@ -105,19 +105,18 @@ void AssemblyData::WriteCsvEntry(TextSink& out, const __func_attr* record) {
 }
 
 int AssemblyData::DumpColumnFuncAttr(const __func_attr* record, FILE* file) {
-  std::string text;
-  std::vector<size_t> ends;
+  TextSlices cells;
   {
-    TextSink cells(&text);
+    TextSink out(&cells.text);
+    cells.begin.push_back(0);
     for (const __func_attr* callee : CalleesOf(record)) {
       if (callee == nullptr) continue;
-      PutCalleeCell(cells, callee);
-      ends.push_back(cells.Written());
+      PutCalleeCell(out, callee);
+      cells.begin.push_back(out.Written());
     }
   }
   std::vector<std::string_view> rows;
-  size_t begin = 0;
-  for (size_t end : ends) rows.push_back(std::string_view(text).substr(begin, end - begin)), begin = end;
+  for (size_t i = 0; i + 1 < cells.begin.size(); ++i) rows.push_back(cells[i]);
   TextSink out(file);
   WriteColumnEntry(out, record, rows);
   return 0;
@@ -200,7 +199,7 @@ void AssemblyData::PrefetchRecord(const std::vector<__func_attr*>& records, size
   }
 }
 
-void AssemblyData::BuildCalleeCells(CalleeCells& cells) const {
+void AssemblyData::BuildCalleeCells(TextSlices& cells) const {
   const size_t count = recordsByOrdinal_.size();
   cells.text.clear();
   cells.begin.assign(count + 1, 0);
@@ -213,7 +212,7 @@ void AssemblyData::BuildCalleeCells(CalleeCells& cells) const {
   cells.begin[count] = out.Written();
 }
 
-void AssemblyData::PrefetchCalleeCells(const CalleeCells& cells, size_t i) const {
+void AssemblyData::PrefetchCalleeCells(const TextSlices& cells, size_t i) const {
   // The cells of a function's callees lie anywhere in the table: their
   // bounds are fetched some functions ahead, their text a few later.
   constexpr size_t kAhead = 8;
@@ -239,23 +238,23 @@ void AssemblyData::BuildPathSteps(PathSteps& table) {
   const size_t count = recordsByOrdinal_.size();
   table.hops.assign(count, PathSteps::Hop{});
   table.flags.assign(count, 0);
-  table.lines.clear();
-  table.lineBegin.assign(count + 1, 0);
+  table.lines.text.clear();
+  table.lines.begin.assign(count + 1, 0);
   table.nameBegin.assign(count, 0);
   std::vector<int32_t> cumStack(count);
   {
-    TextSink lines(&table.lines);
+    TextSink lines(&table.lines.text);
     for (size_t i = 0; i < count; ++i) {
       PrefetchRecord(recordsByOrdinal_, i);
       const __func_attr* record = recordsByOrdinal_[i];
       cumStack[i] = record->CumStack;
       table.flags[i] = (record->callList.empty() ? 0 : PathSteps::kHasCalls) |
                        (record->IsUsed ? PathSteps::kIsUsed : 0);
-      table.lineBegin[i] = lines.Written();
-      table.nameBegin[i] = table.lineBegin[i] + PutStepFigures(lines, record);
+      table.lines.begin[i] = lines.Written();
+      table.nameBegin[i] = table.lines.begin[i] + PutStepFigures(lines, record);
       lines.Put(record->UName).Put('\n');
     }
-    table.lineBegin[count] = lines.Written();
+    table.lines.begin[count] = lines.Written();
   }
   // The greedy choice reads only the callees' ordinals and cumulative
   // stacks, both by ordinal.
@@ -309,7 +308,7 @@ int AssemblyData::WriteCallPath(TextSink& out, const __func_attr* record, PathSt
       break;
     }
     hop.visitedBy = pathNumber;
-    out.Put(table.Line(current));
+    out.Put(table.lines[current]);
     if (table.flags[current] & PathSteps::kUnknownCallee) result = -1;
     current = hop.next;
   }
