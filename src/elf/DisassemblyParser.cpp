@@ -69,6 +69,24 @@ size_t EncodingLength(std::string_view text) {
   return IsBlank(text[20]) ? kLength : 0;
 }
 
+// Splits "<blanks><hex address>:<blank><encoding><instruction>", the shape
+// of nearly every listing line, into the address and the instruction; false
+// for any other shape. The address and the encoding are the tokens the
+// tokenizer would cut there under either delimiter set.
+bool SplitInstructionLine(std::string_view line, std::string_view& address, std::string_view& instruction) {
+  size_t i = 0;
+  while (i < line.size() && line[i] == ' ') ++i;
+  const size_t begin = i;
+  while (i < line.size() && IsHexDigit(line[i])) ++i;
+  if (i == begin || i + 1 >= line.size() || line[i] != ':' || !IsBlank(line[i + 1])) return false;
+  const std::string_view rest = line.substr(i + 2);
+  const size_t encoding = EncodingLength(rest);
+  if (encoding == 0) return false;
+  address = line.substr(begin, i - begin);
+  instruction = rest.substr(encoding);
+  return true;
+}
+
 // The next ";"-separated segment of rest, as strtok would cut it (empty
 // segments are skipped); rest keeps what follows the segment's delimiter.
 // The line holds no NUL: the line reader cut it there.
@@ -130,26 +148,38 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
 
 void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   statementText_ = segment;
-  if (first && StartsWith(segment, "Disassembly of section ")) {
-    // A per-function section of a relocatable object has its own relocation
-    // section; any other section leaves the function map empty.
-    std::string_view section = segment.substr(std::strlen("Disassembly of section "));
-    hasFuncRelocations = false;
-    if (Contains(section, ".text.")) {
-      std::string_view name = section.substr(section.rfind('.') + 1);
-      if (!name.empty()) name.remove_suffix(1);  // the colon
-      ElfFile* elf = ListingElf();
-      if (!name.empty() && elf != nullptr) hasFuncRelocations = elf->CreateFuncReloMap(std::string(name));
+  bool keep = false;
+  std::string_view address, instruction;
+  if (first && pendingFunction.empty() && SplitInstructionLine(segment, address, instruction)) {
+    // An instruction line, read as DisAsmLineHasKeywords would read it, but
+    // no token is cut before the text is known to hold a keyword.
+    current.lineLabel.assign(address);
+    if (std::memchr(segment.data(), '{', segment.size()) != nullptr) current.packetAddress = current.lineLabel;
+    ClearStatementTokens();
+    if (skipFunction || !InstructionMayHoldKeyword(instruction)) return;
+    BeginStatementTokens(Tokenizer(instruction), objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters, 5);
+    keep = !StatementToken(0).empty();
+  } else {
+    if (first && StartsWith(segment, "Disassembly of section ")) {
+      // A per-function section of a relocatable object has its own
+      // relocation section; any other section leaves the function map empty.
+      std::string_view section = segment.substr(std::strlen("Disassembly of section "));
+      hasFuncRelocations = false;
+      if (Contains(section, ".text.")) {
+        std::string_view name = section.substr(section.rfind('.') + 1);
+        if (!name.empty()) name.remove_suffix(1);  // the colon
+        ElfFile* elf = ListingElf();
+        if (!name.empty() && elf != nullptr) hasFuncRelocations = elf->CreateFuncReloMap(std::string(name));
+      }
     }
+    keep = (first ? DisAsmLineHasKeywords() : DisAsmLineHasKeywords2()) == 1;
   }
-  int keep = first ? DisAsmLineHasKeywords() : DisAsmLineHasKeywords2();
-  if (keep != 1) return;
   // No line cache here: the register look-back matches lower-case fields,
   // which listing lines never fill, so it cannot find a write in a listing
   // and a copy of every line would buy nothing.
   // Most instructions are neither frame, call nor address forms: they are
   // never copied into the statement fields.
-  if (skipFunction || !ListingLineMayMatter()) return;
+  if (!keep || skipFunction || !ListingLineMayMatter()) return;
   current.currentLine.assign(segment);
   FillStatementFields(5, false);
   ProcessKeywordsDisassembly();

@@ -1,6 +1,41 @@
 #include "elf/ListingLines.h"
 
 #include <cstring>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+bool InstructionMayHoldKeyword(std::string_view text) {
+#ifdef __SSE2__
+  // Three views of the text, shifted by one character each, compared 16
+  // positions at a time. The text is copied into a zeroed buffer first so
+  // that whole blocks can be read: no sought pair ends in a NUL.
+  constexpr size_t kMaxText = 96;
+  if (text.size() > kMaxText) return true;  // rare: the exact tests decide
+  alignas(16) char buffer[kMaxText + 32] = {};
+  std::memcpy(buffer, text.data(), text.size());
+  for (size_t i = 0; i < text.size(); i += 16) {
+    const __m128i a = _mm_load_si128(reinterpret_cast<const __m128i*>(buffer + i));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + i + 1));
+    auto pair = [&](char first, char second) {
+      return _mm_and_si128(_mm_cmpeq_epi8(a, _mm_set1_epi8(first)), _mm_cmpeq_epi8(b, _mm_set1_epi8(second)));
+    };
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + i + 2));
+    __m128i hit = _mm_and_si128(pair('r', '2'), _mm_cmpeq_epi8(c, _mm_set1_epi8('9')));
+    hit = _mm_or_si128(hit, _mm_or_si128(pair('a', 'l'), pair('j', 'u')));
+    hit = _mm_or_si128(hit, _mm_or_si128(pair('.', 'l'), pair('.', 'h')));
+    hit = _mm_or_si128(hit, _mm_or_si128(pair('R', '_'), pair('#', '#')));
+    hit = _mm_or_si128(hit, _mm_or_si128(pair('(', '#'), pair('(', 'g')));
+    if (_mm_movemask_epi8(hit) != 0) return true;
+  }
+  return false;
+#else
+  for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29"}) {
+    if (text.find(part) != std::string_view::npos) return true;
+  }
+  return false;
+#endif
+}
 
 ListingLineReader::ListingLineReader(FILE* file, size_t blockSize)
     : file_(file), buffer_(blockSize < 2 * kMaxLine ? 2 * kMaxLine : blockSize) {

@@ -6,6 +6,13 @@
 #include <string_view>
 #include <vector>
 
+// Whether an instruction's text may hold a word the listing handlers act on:
+// it holds one of "al" (in allocframe and call), "ju", ".l", ".h", "R_",
+// "##", "(#", "(g" or "r29", found in every jump, register half, relocation
+// and address form. False only when none is there, so a line it turns away
+// is one the handlers' own tests would turn away.
+bool InstructionMayHoldKeyword(std::string_view text);
+
 class ListingLineReader {
  public:
   static constexpr size_t kMaxLine = 1023;

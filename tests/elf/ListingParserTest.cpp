@@ -1,5 +1,8 @@
 // The listing parser on hand-written listings against the sample images:
 // headers, direct and computed calls, library relocations.
+#include <random>
+
+#include "elf/ListingLines.h"
 #include "source/PassTestUtil.h"
 
 using namespace testutil;
@@ -99,6 +102,96 @@ TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
   EXPECT_EQ(Calls(p.FindFuncItem("sort_range-of-00000000")),
             (Strings{"swap_elems-of-00000000", "sort_range-of-00000000"}));
   EXPECT_EQ(Calls(p.FindFuncItem("out_num-of-00000000")), Strings{"__valdrin_udivsi3"});
+}
+
+// The pre-check may only turn away a text that holds none of the sequences
+// the handlers' keywords start with; up to its copy limit it is exact.
+TEST(ListingParser, KeywordPreCheckAgreesWithPlainSearch) {
+  auto holds = [](std::string_view text) {
+    for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29"}) {
+      if (text.find(part) != std::string_view::npos) return true;
+    }
+    return false;
+  };
+  std::mt19937 random(7);
+  const std::string alphabet = "ar29cjulh.R_#(g) =,{}\t";
+  for (int round = 0; round < 20000; ++round) {
+    std::string text(random() % 130, ' ');
+    for (char& c : text) c = alphabet[random() % alphabet.size()];
+    if (round % 3 == 0) {
+      // Mostly harmless text with one sequence at any position, the block
+      // edges included.
+      for (char& c : text) c = "r0=add(#1) "[random() % 11];
+      const std::string part = std::vector<std::string>{"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29",
+                                                        "r2", "r9", "a"}[random() % 12];
+      if (text.size() >= part.size()) text.replace(random() % (text.size() - part.size() + 1), part.size(), part);
+    }
+    if (text.size() <= 96) {
+      EXPECT_EQ(InstructionMayHoldKeyword(text), holds(text)) << text;
+    } else {
+      EXPECT_TRUE(InstructionMayHoldKeyword(text) || !holds(text)) << text;
+    }
+  }
+}
+
+// Instruction lines of the usual shape skip the token-by-token reading; the
+// same lines with a leading tab (a delimiter, so the tokens are the same)
+// take it. Both must leave the same calls, frames and messages.
+TEST(ListingParser, InstructionLinesReadAlikeOnBothPaths) {
+  const std::vector<std::string> forms = {
+      "call 0x%t", "jump 0x%t", "if (p0) jump:nt 0x%t", "allocframe(#%n)", "r29 = add(r29,#-%n)",
+      "r0 = ##%d", "r1 = add(r0,##%d)", "memw(r0+#0) = ##%d", "r3 = memw(##%d)", "r1 = memw(gp+#%n)",
+      "r2.l = #%l", "r2.h = #%h", "r0 = add(r1,#%n)", "r1 = memw(r29+#%n)", "callr r0", "jumpr r31",
+      "immext(#%d)", "r4 = ##%d; \tcall 0x%t", "p0 = cmp.gt(r0,#%n)", "r0 = sub(r2,r9)",
+      "call #%o", "jump #%o"};  // the last two are relative to the packet's address
+  const uint32_t targets[] = {0x20080, 0x200d0, 0x20220, 0x205c0, 0x20a40, 0x20d20, 0x20084, 0x99990};
+  std::mt19937 random(11);
+  for (int round = 0; round < 30; ++round) {
+    std::string usual = kPreamble, other = kPreamble;
+    uint32_t address = 0x20000;
+    for (int function = 0; function < 4; ++function) {
+      const char* header[] = {"00020080 <factorial>:\n", "000200d0 <calc_eval>:\n", "000205c0 <pid_init>:\n",
+                              "00020a40 <main>:\n"};
+      usual += header[function];
+      other += header[function];
+      for (int line = 0; line < 12; ++line) {
+        std::string text = forms[random() % forms.size()];
+        const uint32_t target = targets[random() % std::size(targets)];
+        auto put = [&](const std::string& mark, const std::string& value) {
+          for (size_t at = text.find(mark); at != std::string::npos; at = text.find(mark)) {
+            text.replace(at, mark.size(), value);
+          }
+        };
+        char hex[16];
+        std::snprintf(hex, sizeof hex, "%x", target);
+        put("%t", hex);
+        put("%d", std::to_string(target));
+        put("%l", std::to_string(target & 0xffff));
+        put("%h", std::to_string(target >> 16));
+        put("%n", std::to_string(random() % 64));
+        put("%o", std::to_string(static_cast<int>(random() % 33) * 4 - 64));
+        char prefix[32];
+        std::snprintf(prefix, sizeof prefix, "%x:\t00 c0 00 78\t7800c000 ", address += 4);
+        const std::string body = std::string(random() % 2 ? "{ \t" : "  \t") + text + (random() % 2 ? " } " : " ");
+        usual += "   " + std::string(prefix) + body + "\n";
+        other += "\t" + std::string(prefix) + body + "\n";
+      }
+      usual += "\n";
+      other += "\n";
+    }
+    Image a("samples/ctrl_loop/ctrl_loop.elf"), b("samples/ctrl_loop/ctrl_loop.elf");
+    const std::string outA = a.Parse(usual), outB = b.Parse(other);
+    EXPECT_EQ(outA.substr(outA.find('\n')), outB.substr(outB.find('\n'))) << usual;
+    for (const char* name : {"factorial", "calc_eval", "pid_init", "main", "log_line-of-00020d20"}) {
+      const __func_attr* ra = a.p.FindFuncItem(name);
+      const __func_attr* rb = b.p.FindFuncItem(name);
+      ASSERT_TRUE(ra != nullptr && rb != nullptr) << name;
+      EXPECT_EQ(Calls(ra), Calls(rb)) << name << "\n" << usual;
+      EXPECT_EQ(ra->Stack, rb->Stack) << name;
+      EXPECT_EQ(ra->HasPtrToFunc, rb->HasPtrToFunc) << name;
+      EXPECT_EQ(ra->HasParent, rb->HasParent) << name;
+    }
+  }
 }
 
 }  // namespace
