@@ -50,11 +50,19 @@ bool ListingLineReader::Refill() {
     end_ -= begin_;
     begin_ = 0;
   }
-  if (end_ == buffer_.size()) return true;
-  size_t got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
-  if (got == 0) eof_ = true;
-  end_ += got;
-  return got > 0;
+  size_t got = 0;
+  if (end_ < buffer_.size()) {
+    got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
+    if (got == 0) eof_ = true;
+    end_ += got;
+  }
+  nul_ = FindNul(begin_);
+  return got > 0 || end_ == buffer_.size();
+}
+
+size_t ListingLineReader::FindNul(size_t from) const {
+  const void* nul = std::memchr(buffer_.data() + from, '\0', end_ - from);
+  return nul != nullptr ? static_cast<size_t>(static_cast<const char*>(nul) - buffer_.data()) : end_;
 }
 
 bool ListingLineReader::Next(std::string_view& line) {
@@ -73,10 +81,13 @@ bool ListingLineReader::Next(std::string_view& line) {
     size_t length = available < kMaxLine ? available : kMaxLine;
     if (newline != nullptr || eof_) {
       // A whole line (or the last one without newline) lies in the buffer.
+      if (nul_ < begin_ + length) length = nul_ - begin_;
       line = std::string_view(start, length);
       size_t step = newline ? available + 1 : available;
       begin_ += step;
       consumed_ += static_cast<long long>(step);
+      if (nul_ < begin_) nul_ = FindNul(begin_);
+      return true;
     } else {
       // An overlong line: keep its head, skip to its newline.
       carry_.assign(start, start + length);
@@ -91,10 +102,11 @@ bool ListingLineReader::Next(std::string_view& line) {
         consumed_ += static_cast<long long>(skip);
         if (nl) break;
       }
+      if (nul_ < begin_) nul_ = FindNul(begin_);
       line = std::string_view(carry_.data(), carry_.size());
+      size_t nul = line.find('\0');
+      if (nul != std::string_view::npos) line = line.substr(0, nul);
     }
-    size_t nul = line.find('\0');
-    if (nul != std::string_view::npos) line = line.substr(0, nul);
     return true;
   }
 }

@@ -28,6 +28,8 @@ class ListingLineReader {
 
  private:
   bool Refill();
+  // Offset of the first NUL byte at or after from in the buffer, or end_.
+  size_t FindNul(size_t from) const;
 
   FILE* file_;
   std::vector<char> buffer_;
@@ -35,5 +37,8 @@ class ListingLineReader {
   size_t end_ = 0;
   bool eof_ = false;
   long long consumed_ = 0;
+  // The first NUL byte at or after begin_ (end_ when none): looked for once
+  // per block, not once per line, since listings hold none.
+  size_t nul_ = 0;
   std::vector<char> carry_;  // an overlong line's kept head, across refills
 };

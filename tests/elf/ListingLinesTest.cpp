@@ -1,0 +1,57 @@
+// The listing's line reader against a plain split of the same bytes: block
+// edges, overlong lines, NUL bytes and a last line without newline.
+#include <cstdio>
+#include <random>
+
+#include "TestUtil.h"
+#include "elf/ListingLines.h"
+
+using namespace testutil;
+
+namespace {
+
+// Lines as getline into a 1024-byte buffer gives them, cut at a NUL.
+std::vector<std::string> PlainSplit(const std::string& bytes) {
+  std::vector<std::string> lines;
+  size_t at = 0;
+  while (at < bytes.size()) {
+    size_t newline = bytes.find('\n', at);
+    if (newline == std::string::npos) newline = bytes.size();
+    std::string line = bytes.substr(at, std::min(newline - at, ListingLineReader::kMaxLine));
+    lines.push_back(line.substr(0, line.find('\0')));
+    at = newline + 1;
+  }
+  return lines;
+}
+
+TEST(ListingLineReader, AgreesWithPlainSplitAcrossBlocks) {
+  TempDir tmp;
+  std::mt19937 random(3);
+  for (int round = 0; round < 60; ++round) {
+    std::string bytes;
+    const size_t lines = 50 + random() % 400;
+    for (size_t i = 0; i < lines; ++i) {
+      const size_t kind = random() % 20;
+      size_t length = kind == 0 ? 1000 + random() % 3000 : random() % 80;  // some overlong
+      std::string line(length, 'x');
+      for (char& c : line) c = "ab \t{;"[random() % 6];
+      if ((kind == 1 || (kind == 0 && random() % 2)) && length > 0) line[random() % length] = '\0';
+      if (kind == 2 && length > 0) line[0] = '\0';
+      bytes += line;
+      if (i + 1 < lines || random() % 2) bytes += '\n';
+    }
+    WriteFile(tmp / "x.dis", bytes);
+    std::FILE* file = std::fopen((tmp / "x.dis").c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    // The smallest block the reader takes, so that lines straddle blocks.
+    ListingLineReader reader(file, round % 2 ? 0 : 5000);
+    std::vector<std::string> read;
+    std::string_view line;
+    while (reader.Next(line)) read.emplace_back(line);
+    EXPECT_EQ(read, PlainSplit(bytes)) << "round " << round;
+    EXPECT_EQ(reader.Position(), static_cast<long long>(bytes.size()));
+    std::fclose(file);
+  }
+}
+
+}  // namespace
