@@ -53,22 +53,6 @@ bool ParseAddress(std::string_view text, uint32_t& value) {
   return true;
 }
 
-// Length of the encoding "hh hh hh hh<tab>wwwwwwww<blank>" when text starts
-// with it, else 0. Hex digits and blanks split alike under every delimiter
-// set, so skipping it whole leaves the tokenizer where a token-by-token skip
-// would: the byte "hh", three more bytes and the word, each with its blank.
-size_t EncodingLength(std::string_view text) {
-  constexpr size_t kLength = 21;
-  if (text.size() < kLength) return 0;
-  for (size_t i = 0; i < 12; i += 3) {
-    if (!IsHexDigit(text[i]) || !IsHexDigit(text[i + 1]) || !IsBlank(text[i + 2])) return 0;
-  }
-  for (size_t i = 12; i < 20; ++i) {
-    if (!IsHexDigit(text[i])) return 0;
-  }
-  return IsBlank(text[20]) ? kLength : 0;
-}
-
 // Splits "<blanks><hex address>:<blank><encoding><instruction>", the shape
 // of nearly every listing line, into the address and the instruction; false
 // for any other shape. The address and the encoding are the tokens the
@@ -80,7 +64,7 @@ bool SplitInstructionLine(std::string_view line, std::string_view& address, std:
   while (i < line.size() && IsHexDigit(line[i])) ++i;
   if (i == begin || i + 1 >= line.size() || line[i] != ':' || !IsBlank(line[i + 1])) return false;
   const std::string_view rest = line.substr(i + 2);
-  const size_t encoding = EncodingLength(rest);
+  const size_t encoding = InstructionEncodingLength(rest);
   if (encoding == 0) return false;
   address = line.substr(begin, i - begin);
   instruction = rest.substr(encoding);
@@ -213,7 +197,7 @@ int FileParser::DisAsmLineHasKeywords() {
   if (!tokens.Next(delimiters, firstToken)) return 0;
   // Nearly every line is an instruction with its encoding: its first byte
   // is the second token and the rest of the encoding is skipped below.
-  const size_t encoding = EndsWith(firstToken, ':') ? EncodingLength(tokens.Unread()) : 0;
+  const size_t encoding = EndsWith(firstToken, ':') ? InstructionEncodingLength(tokens.Unread()) : 0;
   bool hasSecond = true;
   if (encoding != 0) {
     secondToken = tokens.Unread().substr(0, 2);

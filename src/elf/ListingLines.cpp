@@ -1,34 +1,77 @@
 #include "elf/ListingLines.h"
 
+#include <cstdint>
 #include <cstring>
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
 
+size_t InstructionEncodingLength(std::string_view text) {
+  constexpr size_t kLength = 21;
+  if (text.size() < kLength) return 0;
+  // Bit i of each mask stands for text[i].
+  constexpr uint32_t kHexAt = 0xff6db;         // 0-1, 3-4, 6-7, 9-10, 12-19
+  constexpr uint32_t kBlankAt = 0x100924;      // 2, 5, 8, 11, 20
+  uint32_t hex = 0, blank = 0;
+#ifdef __SSE2__
+  // Two overlapping loads of 16 cover the 21 characters.
+  auto classify = [](const char* p, uint32_t& hexBits, uint32_t& blankBits) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    // x < n as unsigned bytes: the saturated x - (n - 1) is 0.
+    const __m128i digit = _mm_cmpeq_epi8(
+        _mm_subs_epu8(_mm_sub_epi8(v, _mm_set1_epi8('0')), _mm_set1_epi8(9)), _mm_setzero_si128());
+    const __m128i letter = _mm_cmpeq_epi8(
+        _mm_subs_epu8(_mm_sub_epi8(_mm_or_si128(v, _mm_set1_epi8(0x20)), _mm_set1_epi8('a')), _mm_set1_epi8(5)),
+        _mm_setzero_si128());
+    const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\t')));
+    hexBits = static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(digit, letter)));
+    blankBits = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
+  };
+  uint32_t hexTail = 0, blankTail = 0;
+  classify(text.data(), hex, blank);
+  classify(text.data() + 5, hexTail, blankTail);
+  hex |= hexTail << 5;
+  blank |= blankTail << 5;
+#else
+  for (size_t i = 0; i < kLength; ++i) {
+    const char c = text[i];
+    const char lower = static_cast<char>(c | 0x20);
+    if ((c >= '0' && c <= '9') || (lower >= 'a' && lower <= 'f')) hex |= 1u << i;
+    if (c == ' ' || c == '\t') blank |= 1u << i;
+  }
+#endif
+  return (hex & kHexAt) == kHexAt && (blank & kBlankAt) == kBlankAt ? kLength : 0;
+}
+
 bool InstructionMayHoldKeyword(std::string_view text) {
 #ifdef __SSE2__
-  // Three views of the text, shifted by one character each, compared 16
-  // positions at a time. The text is copied into a zeroed buffer first so
-  // that whole blocks can be read: no sought pair ends in a NUL.
-  constexpr size_t kMaxText = 96;
-  if (text.size() > kMaxText) return true;  // rare: the exact tests decide
-  alignas(16) char buffer[kMaxText + 32] = {};
-  std::memcpy(buffer, text.data(), text.size());
-  for (size_t i = 0; i < text.size(); i += 16) {
-    const __m128i a = _mm_load_si128(reinterpret_cast<const __m128i*>(buffer + i));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + i + 1));
+  // Three views of 16 characters, shifted by one each: a pair (or r29)
+  // starting anywhere in the first view is found with one compare per view.
+  auto blockHolds = [](const char* p) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1));
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2));
     auto pair = [&](char first, char second) {
       return _mm_and_si128(_mm_cmpeq_epi8(a, _mm_set1_epi8(first)), _mm_cmpeq_epi8(b, _mm_set1_epi8(second)));
     };
-    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + i + 2));
     __m128i hit = _mm_and_si128(pair('r', '2'), _mm_cmpeq_epi8(c, _mm_set1_epi8('9')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('a', 'l'), pair('j', 'u')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('.', 'l'), pair('.', 'h')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('R', '_'), pair('#', '#')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('(', '#'), pair('(', 'g')));
-    if (_mm_movemask_epi8(hit) != 0) return true;
+    return _mm_movemask_epi8(hit) != 0;
+  };
+  const size_t n = text.size();
+  size_t i = 0;
+  for (; i + 18 <= n; i += 16) {
+    if (blockHolds(text.data() + i)) return true;
   }
-  return false;
+  // The last characters (at most 17, so a pair starts in the first 16) from
+  // a zeroed copy, so that whole views can be read: no sought pair ends in a
+  // NUL.
+  alignas(16) char tail[32] = {};
+  if (n > i) std::memcpy(tail, text.data() + i, n - i);
+  return blockHolds(tail);
 #else
   for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29"}) {
     if (text.find(part) != std::string_view::npos) return true;

@@ -13,6 +13,13 @@
 // is one the handlers' own tests would turn away.
 bool InstructionMayHoldKeyword(std::string_view text);
 
+// Length of the encoding "hh hh hh hh<blank>wwwwwwww<blank>" (h and w hex
+// digits, a blank a space or a tab) when text starts with it, else 0. Hex
+// digits and blanks split alike under every delimiter set, so skipping it
+// whole leaves a tokenizer where a token-by-token skip would: the four bytes
+// and the word, each with its blank.
+size_t InstructionEncodingLength(std::string_view text);
+
 class ListingLineReader {
  public:
   static constexpr size_t kMaxLine = 1023;

@@ -1,5 +1,6 @@
 // The listing's line reader against a plain split of the same bytes: block
 // edges, overlong lines, NUL bytes and a last line without newline.
+#include <cctype>
 #include <cstdio>
 #include <random>
 
@@ -51,6 +52,33 @@ TEST(ListingLineReader, AgreesWithPlainSplitAcrossBlocks) {
     EXPECT_EQ(read, PlainSplit(bytes)) << "round " << round;
     EXPECT_EQ(reader.Position(), static_cast<long long>(bytes.size()));
     std::fclose(file);
+  }
+}
+
+// The encoding columns against a character-by-character reading: every
+// position of the shape broken in turn, and random text.
+TEST(ListingLineReader, EncodingColumnsMatchCharacterByCharacter) {
+  auto reference = [](std::string_view text) -> size_t {
+    auto hex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    auto blank = [](char c) { return c == ' ' || c == '\t'; };
+    if (text.size() < 21) return 0;
+    for (size_t i = 0; i < 21; ++i) {
+      const bool wantBlank = i == 2 || i == 5 || i == 8 || i == 11 || i == 20;
+      if (wantBlank ? !blank(text[i]) : !hex(text[i])) return 0;
+    }
+    return 21;
+  };
+  std::mt19937 random(5);
+  const std::string alphabet = "09afAFgG:/@`\t x\x80\xe1\xc1";
+  for (int round = 0; round < 20000; ++round) {
+    std::string text = round % 2 ? "0a c0 F9 78\t7800cAf0 { \tcall" : "00 c0 00 78 7800c000\t";
+    if (round % 4 < 2) text[random() % 21] = alphabet[random() % alphabet.size()];
+    if (round % 4 == 3) {
+      text.resize(random() % 40);
+      for (char& c : text) c = alphabet[random() % alphabet.size()];
+    }
+    if (round % 7 == 0) text.resize(random() % 22);
+    EXPECT_EQ(InstructionEncodingLength(text), reference(text)) << text;
   }
 }
 

@@ -105,7 +105,7 @@ TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
 }
 
 // The pre-check may only turn away a text that holds none of the sequences
-// the handlers' keywords start with; up to its copy limit it is exact.
+// found in the handlers' keywords; it is in fact exact.
 TEST(ListingParser, KeywordPreCheckAgreesWithPlainSearch) {
   auto holds = [](std::string_view text) {
     for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29"}) {
@@ -126,11 +126,7 @@ TEST(ListingParser, KeywordPreCheckAgreesWithPlainSearch) {
                                                         "r2", "r9", "a"}[random() % 12];
       if (text.size() >= part.size()) text.replace(random() % (text.size() - part.size() + 1), part.size(), part);
     }
-    if (text.size() <= 96) {
-      EXPECT_EQ(InstructionMayHoldKeyword(text), holds(text)) << text;
-    } else {
-      EXPECT_TRUE(InstructionMayHoldKeyword(text) || !holds(text)) << text;
-    }
+    EXPECT_EQ(InstructionMayHoldKeyword(text), holds(text)) << text;
   }
 }
 
