@@ -6,6 +6,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "source/TextBlocks.h"
+
 size_t InstructionEncodingLength(std::string_view text) {
   constexpr size_t kLength = 21;
   if (text.size() < kLength) return 0;
@@ -47,7 +49,7 @@ bool InstructionMayHoldKeyword(std::string_view text) {
 #ifdef __SSE2__
   // Three views of 16 characters, shifted by one each: a pair (or r29)
   // starting anywhere in the first view is found with one compare per view.
-  auto blockHolds = [](const char* p) {
+  return AnyTextBlock(text, [](const char* p) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1));
     const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2));
@@ -60,18 +62,7 @@ bool InstructionMayHoldKeyword(std::string_view text) {
     hit = _mm_or_si128(hit, _mm_or_si128(pair('R', '_'), pair('#', '#')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('(', '#'), pair('(', 'g')));
     return _mm_movemask_epi8(hit) != 0;
-  };
-  const size_t n = text.size();
-  size_t i = 0;
-  for (; i + 18 <= n; i += 16) {
-    if (blockHolds(text.data() + i)) return true;
-  }
-  // The last characters (at most 17, so a pair starts in the first 16) from
-  // a zeroed copy, so that whole views can be read: no sought pair ends in a
-  // NUL.
-  alignas(16) char tail[32] = {};
-  if (n > i) std::memcpy(tail, text.data() + i, n - i);
-  return blockHolds(tail);
+  });
 #else
   for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29"}) {
     if (text.find(part) != std::string_view::npos) return true;

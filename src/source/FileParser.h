@@ -286,6 +286,9 @@ class FileParser : public AssemblyData {
   int lineNumber = 0;
   int sectionState = SectionText;
   int syntaxMode = 0;
+  // Statements are first judged on their raw text; off only in tests that
+  // compare with the token-by-token reading alone.
+  bool statementPrefilter = true;
   std::string currentSourceFile;  // from .file
   ProcessedSourceLine current;    // fields of the statement being handled
 

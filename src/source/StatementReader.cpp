@@ -6,6 +6,7 @@
 
 #include "source/FileParser.h"
 #include "source/LineReader.h"
+#include "source/StatementPrefilter.h"
 #include "source/Tokenizer.h"
 
 void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass) {
@@ -31,6 +32,22 @@ void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass)
 
 void FileParser::HandleStatement(std::string_view statement, const std::string& path, int pass) {
   statementText_ = statement;
+  if (statementPrefilter) {
+    // Most statements are instructions no pass acts on: a look at the raw
+    // text turns them away before a token is cut. What the token-by-token
+    // reading would still do for them is done here: nothing for a statement
+    // without token or inside a macro, else the cache below.
+    const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
+    const char* const end = statement.data() + statement.size();
+    const char* const first = Tokenizer::SkipDelimiters(statement.data(), end, delimiters);
+    if (first == end || *first == '\0') return;  // no token
+    if (!StatementMayMatterRaw(statement, *first, pass)) {
+      if (pass == 2 && sectionState != SectionMacro && currentFunction != nullptr && !foreignFunction) {
+        UpdateLineCache();
+      }
+      return;
+    }
+  }
   if (!SourceLineHasKeywords()) return;
   // The cache serves the register search of pass 2 inside a function body,
   // and setting a function clears it: pass 1 and statements outside any
