@@ -41,7 +41,8 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
     const char* const end = statement.data() + statement.size();
     const char* const first = Tokenizer::SkipDelimiters(statement.data(), end, delimiters);
     if (first == end || *first == '\0') return;  // no token
-    if (!StatementMayMatterRaw(statement, *first, pass)) {
+    const std::string_view token(first, static_cast<size_t>(Tokenizer::TokenEnd(first, end, delimiters) - first));
+    if (!StatementMayMatterRaw(statement, token, delimiters, pass)) {
       if (pass == 2 && sectionState != SectionMacro && currentFunction != nullptr && !foreignFunction) {
         UpdateLineCache();
       }

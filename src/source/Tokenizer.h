@@ -76,6 +76,11 @@ class Tokenizer {
     return SkipClass(p, end, delimiters, DelimiterSet::kDelimiter);
   }
 
+  // The end of the token starting at p: its first delimiter or NUL, or end.
+  static const char* TokenEnd(const char* p, const char* end, const DelimiterSet& delimiters) {
+    return SkipClass(p, end, delimiters, DelimiterSet::kOther);
+  }
+
   // The text not yet looked at, NUL bytes and all.
   std::string_view Unread() const { return text_.substr(pos_); }
   // Steps over count characters of Unread(), which the caller has read
