@@ -164,6 +164,13 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   // Most instructions are neither frame, call nor address forms: they are
   // never copied into the statement fields.
   if (!keep || skipFunction || !ListingLineMayMatter()) return;
+  // Calls and jumps, the most common of these, are read from the tokens in
+  // place; the handlers of the rest take the statement fields.
+  const std::string_view t1 = StatementToken(0);
+  if (t1 != "allocframe" && t1 != "r29" &&
+      HandleListedBranch(t1, StatementToken(1), StatementToken(2), StatementToken(3))) {
+    return;
+  }
   current.currentLine.assign(segment);
   FillStatementFields(5, false);
   ProcessKeywordsDisassembly();
@@ -316,28 +323,16 @@ int FileParser::ProcessKeywordsDisassembly() {
     if (result != 0) PRINT(text, kHandlerFailed);
   };
   // Views compare by length first: most lines fail every keyword test.
-  const std::string_view v1 = t1, v2 = t2;
-  auto isJump = [](std::string_view t) { return t == "jump" || Contains(t, "jump:"); };
+  const std::string_view v1 = t1;
   const bool startsR = !t1.empty() && t1[0] == 'r';
   const bool halfRegister = Contains(t1, ".l") || Contains(t1, ".h");
-  std::string name, address;
 
   if (v1 == "allocframe") {
     warnIf(HandleAllocframe2(t2), "Warning: HandleAllocframe2 failed.");
   } else if (v1 == "r29") {
     warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
-  } else if (v1 == "call" || v2 == "call") {
-    const std::string& target = v1 == "call" ? t2 : t3;
-    const std::string& nameToken = v1 == "call" ? t3 : t4;
-    int result = GetCallNameAddress(target, nameToken, name, address);
-    if (result == 0) result = HandleDisAsmCall(name, address, 0);
-    warnIf(result, "Warning: HandleDisAsmCall failed.");
-  } else if (isJump(t1) || isJump(t2)) {
-    const std::string& target = isJump(t1) ? t2 : t3;
-    const std::string& nameToken = isJump(t1) ? t3 : t4;
-    int result = GetCallNameAddress(target, nameToken, name, address);
-    if (result == 0) result = HandleJump2(name, address);
-    warnIf(result, "Warning: HandleJump2 failed.");
+  } else if (HandleListedBranch(t1, t2, t3, t4)) {
+    // a call or a jump
   } else if (startsR && (t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#"))) {
     warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
   } else if (startsR && Contains(t2, "##")) {
@@ -363,6 +358,20 @@ int FileParser::ProcessKeywordsDisassembly() {
     }
   }
   return 0;
+}
+
+bool FileParser::HandleListedBranch(std::string_view t1, std::string_view t2, std::string_view t3,
+                                    std::string_view t4) {
+  auto isJump = [](std::string_view t) { return t == "jump" || Contains(t, "jump:"); };
+  const bool call = t1 == "call" || t2 == "call";
+  if (!call && !isJump(t1) && !isJump(t2)) return false;
+  // The target follows the keyword, the name (in angle brackets) the target.
+  const bool first = call ? t1 == "call" : isJump(t1);
+  std::string name, address;
+  int result = GetCallNameAddress(first ? t2 : t3, first ? t3 : t4, name, address);
+  if (result == 0) result = call ? HandleDisAsmCall(std::move(name), address, 0) : HandleJump2(std::move(name), address);
+  if (result != 0) PRINT(call ? "Warning: HandleDisAsmCall failed." : "Warning: HandleJump2 failed.", kHandlerFailed);
+  return true;
 }
 
 bool FileParser::RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value) {
@@ -393,22 +402,22 @@ int FileParser::HandleAllocframe2(const std::string& token) { return HandleAlloc
 
 int FileParser::HandleR29Line2(const std::string& line) { return HandleR29Line(line, "", 1); }
 
-std::string FileParser::MakeAddress(const std::string& token) {
-  if (token.size() > 7) return token;
-  return std::string(8 - token.size(), '0') + token;
+std::string FileParser::MakeAddress(std::string_view token) {
+  if (token.size() > 7) return std::string(token);
+  return std::string(8 - token.size(), '0').append(token);
 }
 
-std::string FileParser::MakeAddress(const std::string& base, const std::string& offset) {
+std::string FileParser::MakeAddress(const std::string& base, std::string_view offset) {
   // The packet address plus the signed offset written in the token.
   uint32_t start = 0;
   ParseAddress(base, start);
-  std::string text = offset;
+  std::string text(offset);
   if (!text.empty() && text[0] == '#') text.erase(0, 1);
   long long delta = std::strtoll(text.c_str(), nullptr, 0);
   return GetHexString(start + static_cast<uint32_t>(delta));
 }
 
-int FileParser::GetCallNameAddress(const std::string& target, const std::string& nameToken,
+int FileParser::GetCallNameAddress(std::string_view target, std::string_view nameToken,
                                    std::string& name, std::string& address) {
   name.clear();
   address.clear();

@@ -186,10 +186,12 @@ class FileParser : public AssemblyData {
   int HandleR29Line2(const std::string& line);
   int HandleDisAsmCall(std::string name, const std::string& address, int computed);
   int HandleJump2(std::string name, const std::string& address);
-  int GetCallNameAddress(const std::string& target, const std::string& nameToken,
+  // A call or a jump (the tokens name which), handled; false for neither.
+  bool HandleListedBranch(std::string_view t1, std::string_view t2, std::string_view t3, std::string_view t4);
+  int GetCallNameAddress(std::string_view target, std::string_view nameToken,
                          std::string& name, std::string& address);
-  static std::string MakeAddress(const std::string& token);
-  static std::string MakeAddress(const std::string& base, const std::string& offset);
+  static std::string MakeAddress(std::string_view token);
+  static std::string MakeAddress(const std::string& base, std::string_view offset);
   int ResolveAliases(__func_attr* record);
   ElfFile* ListingElf() const;
   void ParseListingSegment(std::string_view segment, bool first);
