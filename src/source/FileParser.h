@@ -119,6 +119,10 @@ class FileParser : public AssemblyData {
   // Fills `current` from the statement and its first count tokens, for the
   // handlers; source statements also fill the lower-case fields.
   void FillStatementFields(size_t count, bool lowerCase);
+  // "call f" in pass 2, handled from the tokens in place as
+  // ProcessKeywordsPass2 would handle it from the statement fields; false
+  // for any other statement.
+  bool HandleCallInPlace(const std::string& file);
   void UpdateLineCache();
   void ClearLineCache();
   int FindTextSection(FILE* stream);

@@ -157,6 +157,25 @@ int FileParser::ProcessKeywordsPass2(const std::string& file) {
   return 0;
 }
 
+bool FileParser::HandleCallInPlace(const std::string& file) {
+  if (!EqualsLower(StatementToken(0), "call")) return false;
+  // What ProcessKeywordsPass2 looks at before it comes to a call.
+  if (sectionState != SectionText && sectionState != SectionInitFini) return true;
+  const std::string_view t2 = StatementToken(1);
+  if (EqualsLower(t2, "r31")) {
+    functionEnded = true;  // the loose return test
+    return true;
+  }
+  if (foreignFunction) return true;
+  current.lineText.assign(statementText_);  // read by the recursion test and the warning
+  std::string callee(t2);
+  StripPlt(callee);
+  if (HandleCall(callee, file, 0) != 0) {
+    PrintWarning("Warning: HandleCall %s failed in file %s\n", callee, file, "12: ", lineNumber, current.lineText);
+  }
+  return true;
+}
+
 int FileParser::HandleAllocframe(const std::string& line, const std::string& file) {
   if (currentFunction == nullptr) {
     PRINTS("Warning: Allocframe failed for no current function in file %s", file, "12: ");

@@ -57,6 +57,7 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
   // Most statements are instructions no pass acts on: they are never
   // copied into the statement fields.
   if (!StatementMayMatter(pass)) return;
+  if (statementPrefilter && pass == 2 && HandleCallInPlace(path)) return;
   FillStatementFields(4, true);
   if (pass == 1) {
     ProcessKeywordsPass1(path);
