@@ -10,26 +10,26 @@
 
 namespace {
 
-// Position of the first newline, ';' or NUL among the n bytes at p, or n.
-// May read up to 15 bytes past p + n.
-size_t FindLineStop(const char* p, size_t n) {
+// Bit i set when p[i] is a newline, ';' or NUL, for the 64 bytes at p.
+uint64_t StopBits(const char* p) {
 #ifdef __SSE2__
   const __m128i newline = _mm_set1_epi8('\n');
   const __m128i semicolon = _mm_set1_epi8(';');
   const __m128i nul = _mm_setzero_si128();
-  for (size_t i = 0; i < n; i += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+  uint64_t bits = 0;
+  for (int i = 0; i < 4; ++i) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
     const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, newline), _mm_cmpeq_epi8(v, semicolon)),
                                      _mm_cmpeq_epi8(v, nul));
-    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(hit));
-    if (mask != 0) return std::min(n, i + static_cast<size_t>(__builtin_ctz(mask)));
+    bits |= static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(hit))) << (16 * i);
   }
-  return n;
+  return bits;
 #else
-  for (size_t i = 0; i < n; ++i) {
-    if (p[i] == '\n' || p[i] == ';' || p[i] == '\0') return i;
+  uint64_t bits = 0;
+  for (int i = 0; i < 64; ++i) {
+    if (p[i] == '\n' || p[i] == ';' || p[i] == '\0') bits |= uint64_t{1} << i;
   }
-  return n;
+  return bits;
 #endif
 }
 
@@ -55,6 +55,7 @@ bool BlockLineReader::Fill() {
   const size_t room = std::min(blockSize_, buffer_.size() - kScanSlack - end_);
   const size_t got = std::fread(buffer_.data() + end_, 1, room, file_);
   end_ += got;
+  stopsValid_ = false;
   if (got == 0) eof_ = true;
   return got != 0;
 }
@@ -68,6 +69,7 @@ int BlockLineReader::Peek() {
 bool BlockLineReader::ReadLine(std::string_view& line, size_t& consumed) {
   line = {};
   consumed = 0;
+  stopsValid_ = false;
   if (failed_) return false;
   for (;;) {
     const size_t available = end_ - pos_;
@@ -103,21 +105,42 @@ bool BlockLineReader::ReadLine(std::string_view& line, size_t& consumed) {
   }
 }
 
+void BlockLineReader::ScanStops(size_t base) {
+  stopsBase_ = base;
+  stops_ = StopBits(buffer_.data() + base);
+  const size_t valid = end_ - base;
+  if (valid < 64) stops_ &= (uint64_t{1} << valid) - 1;
+  stopsValid_ = true;
+}
+
 bool BlockLineReader::ReadPlainLine(std::string_view& line) {
   if (failed_) return false;
   for (;;) {
-    const size_t available = end_ - pos_;
-    const size_t scan = std::min(available, kLineBufferSize);
-    const char* start = buffer_.data() + pos_;
-    const size_t stop = FindLineStop(start, scan);
-    if (stop < scan) {
-      if (start[stop] != '\n') return false;
-      line = std::string_view(start, stop);
-      pos_ += stop + 1;
+    if (!stopsValid_) {
+      if (pos_ == end_) {
+        if (eof_ || !Fill()) return false;
+        continue;
+      }
+      ScanStops(pos_);
+    }
+    if (stops_ != 0) {
+      const size_t stop = stopsBase_ + static_cast<size_t>(__builtin_ctzll(stops_));
+      // Plain: ended by a newline within the first 1024 characters.
+      if (stop - pos_ >= kLineBufferSize || buffer_[stop] != '\n') return false;
+      line = std::string_view(buffer_.data() + pos_, stop - pos_);
+      pos_ = stop + 1;
+      stops_ &= stops_ - 1;
       return true;
     }
-    // An overlong line or the end of the file: the general path decides.
-    if (available >= kLineBufferSize || eof_ || !Fill()) return false;
+    // No stop in the window: the next one, more data, or the general path
+    // for an overlong line or the end of the file.
+    const size_t next = stopsBase_ + 64;
+    if (next < end_) {
+      if (next - pos_ >= kLineBufferSize) return false;
+      ScanStops(next);
+    } else if (end_ - pos_ >= kLineBufferSize || eof_ || !Fill()) {
+      return false;
+    }
   }
 }
 

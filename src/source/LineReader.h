@@ -9,6 +9,7 @@
 // memory stays bounded by the block size whatever the file holds.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string_view>
 #include <vector>
@@ -41,10 +42,13 @@ class BlockLineReader {
   bool ReadPlainLine(std::string_view& line);
 
  private:
-  // Bytes after the data that a 16-byte scan may read but never uses.
-  static constexpr size_t kScanSlack = 16;
+  // Bytes after the data that a 64-byte scan may read but never uses.
+  static constexpr size_t kScanSlack = 64;
 
   bool Fill();
+  // Sets stops_ to the newlines, ';' and NULs among the 64 characters at
+  // base (only those before end_).
+  void ScanStops(size_t base);
 
   std::FILE* file_;
   std::vector<char>& buffer_;
@@ -53,6 +57,12 @@ class BlockLineReader {
   size_t end_ = 0;
   bool eof_ = false;
   bool failed_ = false;
+  // Plain lines are found from a bit mask of the stops in a 64-character
+  // window, one bit per character from stopsBase_, those before pos_
+  // cleared: one scan serves the many short lines in the window.
+  size_t stopsBase_ = 0;
+  uint64_t stops_ = 0;
+  bool stopsValid_ = false;  // the window is stale once pos_ moves otherwise
 };
 
 // Cuts a line into statements as getline(statement, limit, ';') would on a
