@@ -135,6 +135,7 @@ void ElfFile::Reset() {
   packetWork_ = 0;
   for (auto& map : relocations_) map.clear();
   nameIndex_.clear();
+  nameIndexBuilt_ = false;
 }
 
 uint16_t ElfFile::Elf16Value(uint16_t v) const {
@@ -570,21 +571,39 @@ obj_symbols* ElfFile::GetObjSymAtAddr(uint32_t addr) {
   return StepBack(base, found, addr, CompareAddrIn<obj_symbols>);
 }
 
-const std::unordered_map<std::string_view, size_t>& ElfFile::GetSymMap() {
-  if (nameIndex_.empty() && symtabFound_ && FindSection(".strtab") != nullptr) {
-    nameIndex_.reserve(symbols_.size());
-    for (size_t i = 0; i < symbols_.size(); ++i) {
-      std::string_view name = symbols_[i].name;
-      if (!name.empty()) nameIndex_.emplace(name, i);  // the first entry of a name is kept
+void ElfFile::BuildNameIndex() {
+  nameIndexBuilt_ = true;
+  if (!symtabFound_ || FindSection(".strtab") == nullptr || symbols_.size() >= UINT32_MAX) return;
+  size_t slots = 16;
+  while (slots < 2 * symbols_.size()) slots *= 2;
+  nameIndex_.assign(slots, NameSlot{});
+  const size_t mask = slots - 1;
+  for (size_t i = 0; i < symbols_.size(); ++i) {
+    const std::string_view name = symbols_[i].name;
+    if (name.empty()) continue;
+    const uint32_t hash = static_cast<uint32_t>(std::hash<std::string_view>{}(name));
+    for (size_t at = hash & mask;; at = (at + 1) & mask) {
+      NameSlot& slot = nameIndex_[at];
+      if (slot.symbol == 0) {
+        slot = {hash, static_cast<uint32_t>(i + 1)};
+        break;
+      }
+      // The first entry of a name is kept.
+      if (slot.hash == hash && name == symbols_[slot.symbol - 1].name) break;
     }
   }
-  return nameIndex_;
 }
 
 const ElfSymbol* ElfFile::GetSymbolByName(const std::string& name) {
-  const auto& index = GetSymMap();
-  auto it = index.find(name);
-  return it == index.end() ? nullptr : &symbols_[it->second];
+  if (!nameIndexBuilt_) BuildNameIndex();
+  if (nameIndex_.empty() || name.empty()) return nullptr;
+  const uint32_t hash = static_cast<uint32_t>(std::hash<std::string_view>{}(name));
+  const size_t mask = nameIndex_.size() - 1;
+  for (size_t at = hash & mask;; at = (at + 1) & mask) {
+    const NameSlot& slot = nameIndex_[at];
+    if (slot.symbol == 0) return nullptr;
+    if (slot.hash == hash && name == symbols_[slot.symbol - 1].name) return &symbols_[slot.symbol - 1];
+  }
 }
 
 fcn_symbols* ElfFile::GetFcnSymByName(const std::string& name) {

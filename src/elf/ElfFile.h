@@ -96,7 +96,6 @@ class ElfFile {
   const ElfSymbol* GetSymbolByName(const std::string& name);
   fcn_symbols* GetFcnSymByName(const std::string& name);
   obj_symbols* GetNotypeSymByName(const std::string& name);
-  const std::unordered_map<std::string_view, size_t>& GetSymMap();
 
   void InsertReloItem(uint32_t offset, fcn_symbols* rec, int kind);
   fcn_symbols* FindReloItem(uint32_t offset, int kind);
@@ -180,5 +179,15 @@ class ElfFile {
   uint64_t packetWork_ = 0;
   std::map<uint32_t, fcn_symbols*> relocations_[3];
   // Views into symbolNames_, which lives as long as the index.
-  std::unordered_map<std::string_view, size_t> nameIndex_;
+  // The symbols by name, built on the first lookup: an open-addressing
+  // table (a power of two of slots, at most half full) of symbol indexes
+  // with their names' hashes. Every listed function looks its name up, so
+  // a lookup should cost one slot read and one name compare.
+  struct NameSlot {
+    uint32_t hash = 0;
+    uint32_t symbol = 0;  // index + 1; 0 marks an empty slot
+  };
+  void BuildNameIndex();
+  std::vector<NameSlot> nameIndex_;
+  bool nameIndexBuilt_ = false;
 };

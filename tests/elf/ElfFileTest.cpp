@@ -45,6 +45,29 @@ TEST(ElfFile, LookupRules) {
   EXPECT_EQ(elf.GetObjSymAtAddr(0x204), table);  // found by start, stepped back to the enclosing one
 }
 
+// The name index keeps the first symbol of each name, among enough names
+// for probes to collide and wrap around the table.
+TEST(ElfFile, SymbolsByNameKeepTheFirstOfEachName) {
+  Image image;
+  image.sections = {{".text", kProgBits, 0x100, std::string(0x1000, '\0')}};
+  for (uint32_t i = 0; i < 700; ++i) {
+    // Every name twice, the later entry at another address; one empty name.
+    image.symbols.push_back({"f" + std::to_string(i % 350), 0x100 + 4 * i, 4, kFunc, i < 350 ? kGlobal : kLocal});
+  }
+  image.symbols.push_back({"", 0x100, 4});
+  testutil::TempDir dir;
+  ElfFile elf;
+  Load(elf, dir, image.Build());
+  for (uint32_t i = 0; i < 350; ++i) {
+    const ElfSymbol* symbol = elf.GetSymbolByName("f" + std::to_string(i));
+    ASSERT_NE(symbol, nullptr) << i;
+    EXPECT_EQ(symbol->value, 0x100 + 4 * i) << i;
+  }
+  EXPECT_EQ(elf.GetSymbolByName("f350"), nullptr);
+  EXPECT_EQ(elf.GetSymbolByName(""), nullptr);
+  EXPECT_EQ(Name(elf.GetFcnSymByName("f7")), "f7");
+}
+
 // Ranges that neither nest nor overlap, with aliases, empty functions and
 // gaps: every address finds the first function that holds it and the first
 // that starts there, or none.
