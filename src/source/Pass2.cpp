@@ -14,13 +14,16 @@ bool StartsWithR(std::string_view token) { return !token.empty() && token[0] == 
 
 // The statement without white space, optionally in lower case.
 std::string Squeeze(std::string_view text, bool lower) {
-  std::string result;
-  result.reserve(text.size());
+  // Written in place and cut once: an append per character costs a
+  // capacity test and a terminator each.
+  std::string result(text.size(), '\0');
+  size_t length = 0;
   for (char c : text) {
     if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f') continue;
     if (lower && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    result += c;
+    result[length++] = c;
   }
+  result.resize(length);
   return result;
 }
 
