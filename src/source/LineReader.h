@@ -17,7 +17,10 @@
 class BlockLineReader {
  public:
   static constexpr size_t kLineBufferSize = 1024;
-  static constexpr size_t kDefaultBlockSize = size_t{1} << 20;
+  // Small enough that a block stays in the second-level cache between the
+  // kernel's copy and the scan: with 1 MB blocks the copy took half again
+  // as long.
+  static constexpr size_t kDefaultBlockSize = size_t{1} << 17;
 
   // The buffer is kept by the caller so that it can be reused from file to
   // file; it is resized to blockSize plus room for one line.
