@@ -7,7 +7,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 struct fcn_symbols {
@@ -178,7 +177,6 @@ class ElfFile {
   std::vector<uint32_t> packetSuffix_;  // built only when packet counting gets expensive
   uint64_t packetWork_ = 0;
   std::map<uint32_t, fcn_symbols*> relocations_[3];
-  // Views into symbolNames_, which lives as long as the index.
   // The symbols by name, built on the first lookup: an open-addressing
   // table (a power of two of slots, at most half full) of symbol indexes
   // with their names' hashes. Every listed function looks its name up, so
