@@ -104,7 +104,14 @@ class FileParser : public AssemblyData {
   static std::string ExtractNameFromPath(const std::string& path);
 
   // ---- Statements, tokens, line cache ------------------------------------
+  // Whether the statement whose tokens were begun is one the passes read
+  // (not a comment, not inside a macro); follows the section directives.
   bool SourceLineHasKeywords();
+  // Whether the statement (its tokens begun, the first one not empty) may
+  // matter to the pass, judged from its first token, at most its second and
+  // its raw text. Looser than StatementMayMatter: false only for a
+  // statement StatementMayMatter would turn away too.
+  bool StatementMayMatterRaw(int pass);
   // Whether the statement just tokenised can change anything in the given
   // pass; a cheap superset of what the pass handlers act on.
   bool StatementMayMatter(int pass);

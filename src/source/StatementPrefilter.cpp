@@ -1,7 +1,8 @@
-#include "source/StatementPrefilter.h"
-
+// A look at the raw text of a source statement that turns away most
+// instructions before the statement fields are filled.
 #include <cstring>
 
+#include "source/FileParser.h"
 #include "source/TextBlocks.h"
 #include "source/Tokenizer.h"
 #ifdef __SSE2__
@@ -39,9 +40,11 @@ bool HoldsPass2Word(std::string_view text) {
 
 }  // namespace
 
-bool StatementMayMatterRaw(std::string_view text, std::string_view first, const DelimiterSet& delimiters, int pass) {
+bool FileParser::StatementMayMatterRaw(int pass) {
   // The first token: labels, directives, the marker macros (f..., v...) and
   // jumpr matter to both passes, sp to pass 2; a '.' inside it to pass 1.
+  const std::string_view first = StatementToken(0);
+  const std::string_view text = statementText_;
   const char c = LowerAscii(first.front());
   if (c == '.' || c == '#' || c == 'f' || c == 'v' || c == 'j' || first.back() == ':') return true;
   if (pass == 1) {
@@ -49,11 +52,6 @@ bool StatementMayMatterRaw(std::string_view text, std::string_view first, const 
     return first.find('.') != std::string_view::npos || std::memchr(text.data(), '@', text.size()) != nullptr;
   }
   if (c == 's' || HoldsPass2Word(text)) return true;
-  if (c != 'r') return false;
   // r29 written, or a '#' in the second token (a constant or an address).
-  if (EqualsLower(first, "r29")) return true;
-  const char* const end = text.data() + text.size();
-  const char* const second = Tokenizer::SkipDelimiters(first.data() + first.size(), end, delimiters);
-  const char* const secondEnd = Tokenizer::TokenEnd(second, end, delimiters);
-  return std::memchr(second, '#', static_cast<size_t>(secondEnd - second)) != nullptr;
+  return c == 'r' && (EqualsLower(first, "r29") || StatementToken(1).find('#') != std::string_view::npos);
 }

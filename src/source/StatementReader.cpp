@@ -6,7 +6,6 @@
 
 #include "source/FileParser.h"
 #include "source/LineReader.h"
-#include "source/StatementPrefilter.h"
 #include "source/Tokenizer.h"
 
 void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass) {
@@ -32,22 +31,23 @@ void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass)
 
 void FileParser::HandleStatement(std::string_view statement, const std::string& path, int pass) {
   statementText_ = statement;
-  if (statementPrefilter) {
+  // The first token is cut here, in line, and handed on as the statement's
+  // first: most statements are judged by it alone.
+  const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
+  Tokenizer tokens(statement);
+  std::string_view first;
+  if (!tokens.Next(delimiters, first)) return;  // no token
+  BeginStatementTokens(tokens, delimiters, 4);
+  statementTokens_[0] = first;
+  statementTokenCount_ = 1;
+  if (statementPrefilter && !StatementMayMatterRaw(pass)) {
     // Most statements are instructions no pass acts on: a look at the raw
-    // text turns them away before a token is cut. What the token-by-token
-    // reading would still do for them is done here: nothing for a statement
-    // without token or inside a macro, else the cache below.
-    const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
-    const char* const end = statement.data() + statement.size();
-    const char* const first = Tokenizer::SkipDelimiters(statement.data(), end, delimiters);
-    if (first == end || *first == '\0') return;  // no token
-    const std::string_view token(first, static_cast<size_t>(Tokenizer::TokenEnd(first, end, delimiters) - first));
-    if (!StatementMayMatterRaw(statement, token, delimiters, pass)) {
-      if (pass == 2 && sectionState != SectionMacro && currentFunction != nullptr && !foreignFunction) {
-        UpdateLineCache();
-      }
-      return;
+    // text turns them away before anything else is read. What the reading
+    // below would still do for them is done here: the cache, outside a macro.
+    if (pass == 2 && sectionState != SectionMacro && currentFunction != nullptr && !foreignFunction) {
+      UpdateLineCache();
     }
+    return;
   }
   if (!SourceLineHasKeywords()) return;
   // The cache serves the register search of pass 2 inside a function body,
@@ -67,7 +67,6 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
 }
 
 bool FileParser::SourceLineHasKeywords() {
-  BeginStatementTokens(Tokenizer(statementText_), SourceDelimiters(syntaxMode), 4);
   if (StatementToken(0).empty() || statementTokens_[0].front() == '#') return false;
 
   // Macro bodies are invisible to both passes; .endm always returns to text.

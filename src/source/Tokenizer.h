@@ -47,7 +47,15 @@ class Tokenizer {
   bool Next(const DelimiterSet& delimiters, std::string_view& token) {
     const char* const begin = text_.data();
     const char* const end = begin + text_.size();
-    const char* p = SkipDelimiters(begin + pos_, end, delimiters);
+    const char* p = begin + pos_;
+    // Compiler output pads its comments with long runs of blanks: step over
+    // them eight at a time when blanks are delimiters.
+    if (delimiters.Contains(' ')) {
+      static constexpr uint64_t kBlanks = 0x2020202020202020ull;
+      uint64_t word;
+      while (end - p >= 8 && (std::memcpy(&word, p, 8), word == kBlanks)) p += 8;
+    }
+    p = SkipClass(p, end, delimiters, DelimiterSet::kDelimiter);
     if (p == end || *p == '\0') {
       End(static_cast<size_t>(p - begin));
       return false;
@@ -61,24 +69,6 @@ class Tokenizer {
       pos_ = static_cast<size_t>(q - begin) + (q != end ? 1 : 0);
     }
     return true;
-  }
-
-  // The first character from p on that is no delimiter (a NUL is none), or
-  // end.
-  static const char* SkipDelimiters(const char* p, const char* end, const DelimiterSet& delimiters) {
-    // Compiler output pads its comments with long runs of blanks: step over
-    // them eight at a time when blanks are delimiters.
-    if (delimiters.Contains(' ')) {
-      static constexpr uint64_t kBlanks = 0x2020202020202020ull;
-      uint64_t word;
-      while (end - p >= 8 && (std::memcpy(&word, p, 8), word == kBlanks)) p += 8;
-    }
-    return SkipClass(p, end, delimiters, DelimiterSet::kDelimiter);
-  }
-
-  // The end of the token starting at p: its first delimiter or NUL, or end.
-  static const char* TokenEnd(const char* p, const char* end, const DelimiterSet& delimiters) {
-    return SkipClass(p, end, delimiters, DelimiterSet::kOther);
   }
 
   // The text not yet looked at, NUL bytes and all.
