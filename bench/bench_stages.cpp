@@ -5,6 +5,8 @@
 //   bench_stages image ELF LISTING    image: symbols, listing parse, ...
 //
 // Results go to standard error; the analyser's own messages are discarded.
+// BENCH_LAST_PASS=1 stops a source run after pass 1, so that a profiler
+// sees that pass alone.
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -68,6 +70,11 @@ size_t CallEdges(const FileParser& p) {
 int Repeats() {
   const char* text = std::getenv("BENCH_REPEAT");
   return text != nullptr && std::atoi(text) > 0 ? std::atoi(text) : 1;
+}
+
+int LastPass() {
+  const char* text = std::getenv("BENCH_LAST_PASS");
+  return text != nullptr ? std::atoi(text) : 2;
 }
 
 // Each writer runs BENCH_REPEAT times (default 1) and its fastest run is
@@ -144,6 +151,7 @@ int Source(const std::string& dir, const std::string& outDir) {
     start = Clock::now();
     for (const std::string& f : files) p.ParseAssemblyFile(f, pass);
     Row(pass == 1 ? "pass 1" : "pass 2", Seconds(start), bytes, p.functionMap.size(), wc);
+    if (pass == LastPass()) return 0;
   }
   const double resolution = Resolve(p);
   Reports(p, outDir, resolution);
