@@ -130,6 +130,10 @@ class FileParser : public AssemblyData {
   // ProcessKeywordsPass2 would handle it from the statement fields; false
   // for any other statement.
   bool HandleCallInPlace(const std::string& file);
+  // Hands the calls HandleCallInPlace put aside to HandleCall, in order.
+  // Called before any other statement is handled and at the end of a file,
+  // so that nothing HandleCall reads or prints changes meanwhile.
+  void HandlePendingCalls(const std::string& file);
   void UpdateLineCache();
   void ClearLineCache();
   int FindTextSection(FILE* stream);
@@ -349,6 +353,21 @@ class FileParser : public AssemblyData {
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;
   std::vector<char> readBuffer_;  // block buffer of the statement reader, kept from file to file
+  // Calls of pass 2 put aside with their statement, while the callees'
+  // index slots are fetched: handled one by one as they come, each waited
+  // for its own miss in an index larger than the cache.
+  struct PendingCall {
+    std::string callee;
+    std::string lineText;
+    int lineNumber = 0;
+  };
+  // Callees whose HasParent and IsUsed marks wait for the end of the file
+  // (see ParseAssemblyFile).
+  std::vector<__func_attr*> calledRecords_;
+  bool deferCalledMarks_ = false;
+  static constexpr size_t kPendingCalls = 16;
+  PendingCall pendingCalls_[kPendingCalls];
+  size_t pendingCallCount_ = 0;
   // Cuts tokens up to the index-th: StatementToken's path for a token not yet cut.
   std::string_view CutStatementTokens(size_t index);
   // The statement being read and its first tokens (four of a source

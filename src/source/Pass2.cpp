@@ -170,13 +170,45 @@ bool FileParser::HandleCallInPlace(const std::string& file) {
     return true;
   }
   if (foreignFunction) return true;
-  current.lineText.assign(statementText_);  // read by the recursion test and the warning
-  std::string callee(t2);
-  StripPlt(callee);
-  if (HandleCall(callee, file, 0) != 0) {
-    PrintWarning("Warning: HandleCall %s failed in file %s\n", callee, file, "12: ", lineNumber, current.lineText);
+  if (currentFunction == nullptr) {
+    // Only a warning to print: no index to wait for.
+    HandlePendingCalls(file);
+    current.lineText.assign(statementText_);
+    std::string callee(t2);
+    StripPlt(callee);
+    if (HandleCall(callee, file, 0) != 0) {
+      PrintWarning("Warning: HandleCall %s failed in file %s\n", callee, file, "12: ", lineNumber, current.lineText);
+    }
+    return true;
   }
+  PendingCall& call = pendingCalls_[pendingCallCount_++];
+  call.callee.assign(t2);
+  StripPlt(call.callee);
+  call.lineText.assign(statementText_);  // read by the recursion test and the warning
+  call.lineNumber = lineNumber;
+  std::string_view key = call.callee;
+  if (key.starts_with("##")) key.remove_prefix(2);
+  functionMap.Prefetch(key);
+  if (pendingCallCount_ == kPendingCalls) HandlePendingCalls(file);
   return true;
+}
+
+void FileParser::HandlePendingCalls(const std::string& file) {
+  if (pendingCallCount_ == 0) return;
+  const int line = lineNumber;
+  for (size_t i = 0; i < pendingCallCount_; ++i) {
+    PendingCall& call = pendingCalls_[i];
+    lineNumber = call.lineNumber;
+    // The text becomes the current statement's, as if the call were
+    // handled where it stands; the entry keeps the old buffer for reuse.
+    current.lineText.swap(call.lineText);
+    if (HandleCall(call.callee, file, 0) != 0) {
+      PrintWarning("Warning: HandleCall %s failed in file %s\n", call.callee, file, "12: ", lineNumber,
+                   current.lineText);
+    }
+  }
+  pendingCallCount_ = 0;
+  lineNumber = line;
 }
 
 int FileParser::HandleAllocframe(const std::string& line, const std::string& file) {
@@ -286,8 +318,12 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
   }
   // The callee has a caller; it is also a used function, which the
   // used-functions-only report mode and the front end's Used column read.
-  callee->HasParent = true;
-  callee->IsUsed = true;
+  if (deferCalledMarks_) {
+    calledRecords_.push_back(callee);
+  } else {
+    callee->HasParent = true;
+    callee->IsUsed = true;
+  }
   InsertCallListItem(currentFunction, key, foundUnderKey ? callee : nullptr);
   if (addressOnly) currentFunction->HasPtrToFunc = true;
   return 0;

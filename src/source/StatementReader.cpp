@@ -27,6 +27,7 @@ void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass)
     StatementSplitter splitter(line, consumed);
     while (splitter.Next(statement)) HandleStatement(statement, path, pass);
   }
+  HandlePendingCalls(path);
 }
 
 void FileParser::HandleStatement(std::string_view statement, const std::string& path, int pass) {
@@ -58,6 +59,7 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
   // copied into the statement fields.
   if (!StatementMayMatter(pass)) return;
   if (statementPrefilter && pass == 2 && HandleCallInPlace(path)) return;
+  HandlePendingCalls(path);
   FillStatementFields(4, true);
   if (pass == 1) {
     ProcessKeywordsPass1(path);
