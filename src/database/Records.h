@@ -13,6 +13,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "database/LargeTableAllocator.h"
+
 // Scope (binding) values; they index scopestring.
 enum : int32_t { Local = 0, Global = 1, Weak = 2 };
 
@@ -330,7 +332,7 @@ class FuncMap {
   void Index(iterator entry) {
     // Kept at most five eighths full so that probe runs stay short.
     if (map_.size() * 8 > slots_.size() * 5) {
-      std::vector<Slot> old(std::max<size_t>(16, slots_.size() * 2));
+      SlotTable old(std::max<size_t>(16, slots_.size() * 2));
       old.swap(slots_);
       for (const Slot& slot : old) {
         if (slot.used) Place(slot);
@@ -368,7 +370,8 @@ class FuncMap {
   Map map_;
   uint64_t version_ = 0;
   static inline uint64_t erasures_ = 0;
-  std::vector<Slot> slots_;
+  using SlotTable = std::vector<Slot, LargeTableAllocator<Slot>>;
+  SlotTable slots_;
   std::vector<uint64_t> localFilter_ = std::vector<uint64_t>(kLocalFilterBits / 64);
 };
 

@@ -48,4 +48,27 @@ TEST(FuncMap, IndexAgreesWithOrderedMapUnderChurn) {
   for (const auto& [key, record] : map) EXPECT_EQ(key, (expected++)->first);
 }
 
+// A program's worth of functions: the table outgrows the small-allocation
+// path (growing through it) and lives in memory offered for huge pages.
+TEST(FuncMap, LargeTableKeepsEveryKeyThroughGrowthAndClear) {
+  FuncMap map;
+  constexpr int kKeys = 150000;
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < kKeys; ++i) {
+      auto record = std::make_unique<__func_attr>();
+      record->Stack = i;
+      ASSERT_TRUE(map.try_emplace("fn_" + std::to_string(i), std::move(record)).second);
+    }
+    for (int i = 0; i < kKeys; i += 7) {
+      map.Prefetch("fn_" + std::to_string(i));
+      const __func_attr* record = map.FindRecord("fn_" + std::to_string(i));
+      ASSERT_NE(record, nullptr) << i;
+      ASSERT_EQ(record->Stack, i);
+    }
+    EXPECT_EQ(map.FindRecord("fn_" + std::to_string(kKeys)), nullptr);
+    map.clear();
+    EXPECT_EQ(map.FindRecord("fn_0"), nullptr);
+  }
+}
+
 }  // namespace
