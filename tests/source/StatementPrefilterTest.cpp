@@ -94,7 +94,8 @@ TEST(StatementPrefilter, RandomStatementsReadAlike) {
       // Functions as compilers write them, with random bodies.
       std::string content;
       for (int function = 0, functions = 1 + random() % 4; function < functions; ++function) {
-        const std::string name = "f" + std::to_string(random() % 4);
+        std::string name = "f";
+        name += std::to_string(random() % 4);
         content += "\t.globl " + name + "\n\t.type " + name + ",@function\n" + name + ":\n";
         // A quarter of the bodies are long runs of calls among lines no pass
         // acts on, as in compiler output: more calls than are put aside at once.
@@ -102,17 +103,28 @@ TEST(StatementPrefilter, RandomStatementsReadAlike) {
         for (int line = 0, lines = random() % (callRun ? 80 : 30); line < lines; ++line) {
           if (callRun && random() % 5 != 0) {
             static const char* const quiet[] = {"\t{", "\t}", "\tr0 = memw(r30+#-8)", "\tjump .LBB0_1", ".LBB0_1:"};
-            content += random() % 2 ? "\tcall f" + std::to_string(random() % 6) : quiet[random() % 5];
+            if (random() % 2) {
+              content += "\tcall f";
+              content += std::to_string(random() % 6);
+            } else {
+              content += quiet[random() % 5];
+            }
             content += '\n';
             continue;
           }
           content += RandomStatement(random);
-          if (random() % 10 == 0) content += ";" + RandomStatement(random);
+          if (random() % 10 == 0) {
+            content += ';';
+            content += RandomStatement(random);
+          }
           content += '\n';
         }
         if (random() % 2) content += "\t.size " + name + ", .Lfunc_end0-" + name + "\n";
       }
-      files.emplace_back("u" + std::to_string(f) + ".s", content);
+      std::string file = "u";
+      file += std::to_string(f);
+      file += ".s";
+      files.emplace_back(file, content);
     }
     const auto paths = passtest::WriteFiles(dir, files);
     BothWays([&](FileParser& p) { return passtest::RunPasses(p, paths); });
