@@ -106,6 +106,7 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
   std::string_view line;
   int lastPercent = 0;
   lineCount = 0;
+  deferCalledMarks_ = true;
   while (reader.Next(line)) {
     ++lineCount;
     // Two segments: before the first ";" and after it (a packet's second
@@ -121,6 +122,8 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
       lastPercent = percent;
     }
   }
+  deferCalledMarks_ = false;
+  FlushCalledMarks();
 
   ClearCurrentDisAsmFunction();
   if (DeleteList(ListFalseFunction) != 1) PRINT("Error: Unable to destroy false function list.", "11: ");
@@ -510,8 +513,7 @@ int FileParser::HandleDisAsmCall(std::string name, const std::string& address, i
     if (target == nullptr) return 0;  // not a function the analysis knows
     key = target->Key;
   }
-  target->IsUsed = true;
-  target->HasParent = true;
+  MarkCalled(target);
   if (computed) currentFunction->HasPtrToFunc = true;
   return InsertCallListItem(currentFunction, key, foundUnderKey ? target : nullptr) == 0 ? 0 : -1;
 }
@@ -552,6 +554,7 @@ int FileParser::ResolveAliases(__func_attr* record) {
     // never a function defined in the sources.
     if (alias != nullptr && alias != record && listedFunctions.count(alias) == 0 &&
         (elfMode || alias->IsReplaceable || !alias->IsFound)) {
+      FlushCalledMarks();  // the record's marks are copied
       DuplicateAttributes(alias, record);
     }
   }

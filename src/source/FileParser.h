@@ -174,6 +174,12 @@ class FileParser : public AssemblyData {
   int CalculateRegisterValue(const std::string& reg, int32_t& value);
   int HandleCall(std::string name, const std::string& file, int addressOnly);
   int HandleJump(std::string target, const std::string& file);
+  // Sets the callee's HasParent and IsUsed. While a file or listing is read
+  // the marks are collected and written in batches: in a large program each
+  // is a miss, and in a row the misses overlap instead of each holding up
+  // the reading. Whatever reads the marks meanwhile flushes them first.
+  void MarkCalled(__func_attr* callee);
+  void FlushCalledMarks();
   int HandleIndirectCall(const std::string& token, const std::string& file);
   int HandleHiWord(const std::string& line, const std::string& file);
   int HandleConstantExtender(const std::string& line, const std::string& file);
@@ -361,8 +367,8 @@ class FileParser : public AssemblyData {
     std::string lineText;
     int lineNumber = 0;
   };
-  // Callees whose HasParent and IsUsed marks wait for the end of the file
-  // (see ParseAssemblyFile).
+  // Callees whose HasParent and IsUsed marks wait (see MarkCalled).
+  static constexpr size_t kCalledRecordsBatch = 4096;
   std::vector<__func_attr*> calledRecords_;
   bool deferCalledMarks_ = false;
   static constexpr size_t kPendingCalls = 16;

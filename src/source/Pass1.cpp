@@ -46,17 +46,11 @@ int FileParser::ParseAssemblyFile(const std::string& path, int pass) {
   current.currentLine.clear();
   current.relocation.clear();
 
-  // Pass 2 marks the callees once the file is read: in a large program each
-  // mark is a miss, and in a row the misses overlap instead of each holding
-  // up the reading. Nothing reads the marks before.
+  // Nothing in the file's reading reads the marks of callees.
   deferCalledMarks_ = pass == 2;
   ReadStatements(stream, path, pass);
   deferCalledMarks_ = false;
-  for (__func_attr* callee : calledRecords_) {
-    callee->HasParent = true;
-    callee->IsUsed = true;
-  }
-  calledRecords_.clear();
+  FlushCalledMarks();
 
   if (pass == 1) {
     CheckFunctionList(path);

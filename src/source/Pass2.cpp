@@ -318,15 +318,28 @@ int FileParser::HandleCall(std::string name, const std::string& file, int addres
   }
   // The callee has a caller; it is also a used function, which the
   // used-functions-only report mode and the front end's Used column read.
-  if (deferCalledMarks_) {
-    calledRecords_.push_back(callee);
-  } else {
-    callee->HasParent = true;
-    callee->IsUsed = true;
-  }
+  MarkCalled(callee);
   InsertCallListItem(currentFunction, key, foundUnderKey ? callee : nullptr);
   if (addressOnly) currentFunction->HasPtrToFunc = true;
   return 0;
+}
+
+void FileParser::MarkCalled(__func_attr* callee) {
+  if (!deferCalledMarks_) {
+    callee->HasParent = true;
+    callee->IsUsed = true;
+    return;
+  }
+  calledRecords_.push_back(callee);
+  if (calledRecords_.size() == kCalledRecordsBatch) FlushCalledMarks();
+}
+
+void FileParser::FlushCalledMarks() {
+  for (__func_attr* callee : calledRecords_) {
+    callee->HasParent = true;
+    callee->IsUsed = true;
+  }
+  calledRecords_.clear();
 }
 
 int FileParser::HandleJump(std::string target, const std::string& file) {

@@ -2,6 +2,7 @@
 // headers, direct and computed calls, library relocations.
 #include <random>
 
+#include "elf/ElfTestImage.h"
 #include "elf/ListingLines.h"
 #include "source/PassTestUtil.h"
 
@@ -48,6 +49,31 @@ TEST(ListingParser, HeadersDirectCallsAndJumps) {
             "Error: Function <no_such_function>: does not exist in elf file.\n"
             "Warning: Call failed for no current function.\n"
             "Warning: HandleDisAsmCall failed.\n");
+}
+
+// A symbol at the address of a listed function takes its results when the
+// header is read, the marks of calls listed before included.
+TEST(ListingParser, AliasTakesTheMarksOfCallsListedBefore) {
+  TempDir dir;
+  elftest::Image image;
+  image.sections = {{".text", elftest::kProgBits, 0x100, std::string(0x200, '\0')}};
+  image.symbols = {{"caller", 0x100, 16}, {"a_fn", 0x200, 16}, {"b_alias", 0x200, 16}, {"next", 0x280, 16}};
+  WriteFile(dir / "t.elf", image.Build());
+  FileParser p;
+  passtest::LoadImage(p, dir / "t.elf");
+  WriteFile(dir / "t.dis", kPreamble +
+                               "00000100 <caller>:\n"
+                               "     100:\t00 c0 00 5a\t5a00c000 { \tcall 0x200 } \n\n"
+                               "00000200 <a_fn>:\n"
+                               "     200:\t00 c0 9d a0\ta09dc000 { \tallocframe(#8) } \n\n"
+                               "00000280 <next>:\n"  // a_fn ends here, in the middle of the listing
+                               "     280:\t00 c0 00 5a\t5a00c000 { \tcall 0x100 } \n");
+  Captured([&] { EXPECT_EQ(p.ParseDisassembledElfFile(dir / "t.dis"), 0); });
+  EXPECT_EQ(Calls(p.FindFuncItem("caller")), Strings{"a_fn"});
+  const __func_attr* alias = p.FindFuncItem("b_alias");
+  ASSERT_NE(alias, nullptr);
+  EXPECT_TRUE(alias->HasParent && alias->IsUsed);
+  EXPECT_EQ(alias->Stack, 16);
 }
 
 TEST(ListingParser, ComputedCallsThroughConstantsAndHalves) {
