@@ -1,8 +1,9 @@
-// An allocator for tables probed at random (hash tables, per-function
-// arrays): each probe of a table of many megabytes would otherwise also miss
-// in the address translation cache, which covers only a few megabytes of
-// 4 KB pages. Allocations of 4 MB and more are aligned to 2 MB and offered
-// to the kernel for huge pages; smaller ones are plain heap memory.
+// An allocator for large tables probed at random, such as the function
+// index's slots: each probe of a table of many megabytes would otherwise
+// also miss in the address translation cache, which covers only a few
+// megabytes of 4 KB pages. Allocations of 4 MB and more are aligned to 2 MB
+// and offered to the kernel for huge pages; smaller ones are plain heap
+// memory.
 #pragma once
 
 #include <cstddef>

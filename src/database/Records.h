@@ -178,11 +178,10 @@ class FuncMap {
     return slot != nullptr ? slot->record : nullptr;
   }
 
-  // Starts fetching the slot where a lookup of the key begins, for a caller
-  // that knows its keys ahead of the lookups: each would otherwise wait for
-  // its own miss in a table larger than the cache.
-  // The word of the local-key filter that MayHaveLocalKey reads is fetched
-  // too.
+  // Starts fetching the slot where a lookup of the key begins, and the word
+  // of the local-key filter that MayHaveLocalKey reads, for a caller that
+  // knows its keys ahead of the lookups: each would otherwise wait for its
+  // own miss in a table larger than the cache.
   void Prefetch(std::string_view key) const {
     const size_t hash = std::hash<std::string_view>{}(key);
     __builtin_prefetch(&localFilter_[(hash & (kLocalFilterBits - 1)) / 64]);

@@ -359,21 +359,21 @@ class FileParser : public AssemblyData {
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;
   std::vector<char> readBuffer_;  // block buffer of the statement reader, kept from file to file
-  // Calls of pass 2 put aside with their statement, while the callees'
-  // index slots are fetched: handled one by one as they come, each waited
-  // for its own miss in an index larger than the cache.
+  // Calls of pass 2 put aside with their statement while the callees'
+  // index slots are fetched (see HandlePendingCalls): handled as they came,
+  // each waited for its own miss in an index larger than the cache.
   struct PendingCall {
     std::string callee;
     std::string lineText;
     int lineNumber = 0;
   };
+  static constexpr size_t kPendingCalls = 16;
+  PendingCall pendingCalls_[kPendingCalls];
+  size_t pendingCallCount_ = 0;
   // Callees whose HasParent and IsUsed marks wait (see MarkCalled).
   static constexpr size_t kCalledRecordsBatch = 4096;
   std::vector<__func_attr*> calledRecords_;
   bool deferCalledMarks_ = false;
-  static constexpr size_t kPendingCalls = 16;
-  PendingCall pendingCalls_[kPendingCalls];
-  size_t pendingCallCount_ = 0;
   // Cuts tokens up to the index-th: StatementToken's path for a token not yet cut.
   std::string_view CutStatementTokens(size_t index);
   // The statement being read and its first tokens (four of a source

@@ -171,7 +171,8 @@ bool FileParser::HandleCallInPlace(const std::string& file) {
   }
   if (foreignFunction) return true;
   if (currentFunction == nullptr) {
-    // Only a warning to print: no index to wait for.
+    // Only a warning to print: no index to wait for. (No call waits either:
+    // the function changes only in statements that hand them on first.)
     HandlePendingCalls(file);
     current.lineText.assign(statementText_);
     std::string callee(t2);
