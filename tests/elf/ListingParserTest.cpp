@@ -51,6 +51,19 @@ TEST(ListingParser, HeadersDirectCallsAndJumps) {
             "Warning: HandleDisAsmCall failed.\n");
 }
 
+// A packet starts at a line whose first segment opens it: a '{' after the
+// line's ';' starts none, so a call relative to the packet counts from the
+// earlier start.
+TEST(ListingParser, PacketStartsWhereTheFirstSegmentOpensOne) {
+  Image img("samples/ctrl_loop/ctrl_loop.elf");
+  img.Parse(kPreamble +
+            "00020080 <factorial>:\n"
+            "   200c0:\t00 c0 00 78\t7800c000 { \tr5 = r5 } \n"
+            "   200c4:\t00 c0 00 78\t7800c000   \tr0 = add(r0,#1); { \tr1 = r2 } \n"
+            "   200c8:\t00 c0 00 5a\t5a00c000   \tcall #12 } \n");  // 0x200cc, in factorial
+  EXPECT_EQ(Calls(img.p.FindFuncItem("factorial")), Strings{"factorial"});
+}
+
 // A symbol at the address of a listed function takes its results when the
 // header is read, the marks of calls listed before included.
 TEST(ListingParser, AliasTakesTheMarksOfCallsListedBefore) {
