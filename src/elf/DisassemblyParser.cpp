@@ -168,7 +168,8 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   // never copied into the statement fields.
   if (!keep || skipFunction || !ListingLineMayMatter()) return;
   // Calls and jumps, the most common of these, are read from the tokens in
-  // place; the handlers of the rest take the statement fields.
+  // place; the handlers of the rest take the statement fields. A frame or
+  // r29 line goes to its own handler even when a branch word follows.
   const std::string_view t1 = StatementToken(0);
   if (t1 != "allocframe" && t1 != "r29" &&
       HandleListedBranch(t1, StatementToken(1), StatementToken(2), StatementToken(3))) {
@@ -334,8 +335,6 @@ int FileParser::ProcessKeywordsDisassembly() {
     warnIf(HandleAllocframe2(t2), "Warning: HandleAllocframe2 failed.");
   } else if (v1 == "r29") {
     warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
-  } else if (HandleListedBranch(t1, t2, t3, t4)) {
-    // a call or a jump
   } else if (startsR && (t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#"))) {
     warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
   } else if (startsR && Contains(t2, "##")) {

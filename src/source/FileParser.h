@@ -200,6 +200,8 @@ class FileParser : public AssemblyData {
   int ParseDisassembledElfFile(const std::string& path);
   int DisAsmLineHasKeywords();
   int DisAsmLineHasKeywords2();
+  // The handlers of a listing line, from the statement fields; calls and
+  // jumps are handled before, from the tokens (see ParseListingSegment).
   int ProcessKeywordsDisassembly();
   int SetCurrentDisAsmFunction(std::string name, std::string address);
   void ClearCurrentDisAsmFunction();
