@@ -170,18 +170,6 @@ bool FileParser::HandleCallInPlace(const std::string& file) {
     return true;
   }
   if (foreignFunction) return true;
-  if (currentFunction == nullptr) {
-    // Only a warning to print: no index to wait for. (No call waits either:
-    // the function changes only in statements that hand them on first.)
-    HandlePendingCalls(file);
-    current.lineText.assign(statementText_);
-    std::string callee(t2);
-    StripPlt(callee);
-    if (HandleCall(callee, file, 0) != 0) {
-      PrintWarning("Warning: HandleCall %s failed in file %s\n", callee, file, "12: ", lineNumber, current.lineText);
-    }
-    return true;
-  }
   PendingCall& call = pendingCalls_[pendingCallCount_++];
   call.callee.assign(t2);
   StripPlt(call.callee);

@@ -69,6 +69,7 @@ TEST(Pass2, CallsJumpsAndLoadedAddresses) {
   EXPECT_TRUE(Has(out, "Warning: Call failed for no current function.\nWarning: HandleCall outside failed"));
   // Even a branch to a local label is reported outside any function.
   EXPECT_TRUE(Has(out, "Warning: Jump failed for no current function.\nWarning: HandleJump .Lout failed"));
+  EXPECT_LT(out.find("HandleCall outside failed"), out.find("Jump failed for no current function"));  // in file order
   // With parentheses kept inside tokens the stored address reaches the
   // constant-extender handler.
   FileParser parens;
