@@ -44,7 +44,7 @@ int FileParser::HandleIndirectCall3(uint32_t value) {
   return AddressesAreFinal() ? CallFunctionAt(value, 1) : 0;
 }
 
-int FileParser::HandleConstantExtender2(const std::string& token) {
+int FileParser::HandleConstantExtender2(std::string_view token) {
   if (currentFunction == nullptr) {
     PRINT("Warning: Constant extender failed for no current function.", kHandlerFailed);
     return -1;

@@ -136,6 +136,8 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
 void FileParser::ParseListingSegment(std::string_view segment, bool first) {
   statementText_ = segment;
   bool keep = false;
+  // Without the pre-check every text goes to the handlers' own tests.
+  KeywordHint hint = KeywordHint::kAny;
   std::string_view address, instruction;
   if (first && pendingFunction.empty() && SplitInstructionLine(segment, address, instruction)) {
     // An instruction line, read as DisAsmLineHasKeywords would read it, but
@@ -143,11 +145,20 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
     current.lineLabel.assign(address);
     if (std::memchr(segment.data(), '{', segment.size()) != nullptr) current.packetAddress = current.lineLabel;
     ClearStatementTokens();
-    if (skipFunction || !InstructionMayHoldKeyword(instruction)) return;
+    if (skipFunction) return;
+    if (statementPrefilter) hint = InstructionKeywordHint(instruction);
+    if (hint == KeywordHint::kNone) return;
     BeginStatementTokens(Tokenizer(instruction), objdumpKind == 1 ? kDelimitersKeepParens : kDelimiters, 5);
     keep = !StatementToken(0).empty();
+  } else if (!first) {
+    // A packet's second instruction: as plain as the first, and as often
+    // turned away by the same look.
+    if (skipFunction) return;
+    if (statementPrefilter) hint = InstructionKeywordHint(segment);
+    if (hint == KeywordHint::kNone) return;
+    keep = DisAsmLineHasKeywords2() == 1;
   } else {
-    if (first && StartsWith(segment, "Disassembly of section ")) {
+    if (StartsWith(segment, "Disassembly of section ")) {
       // A per-function section of a relocatable object has its own
       // relocation section; any other section leaves the function map empty.
       std::string_view section = segment.substr(std::strlen("Disassembly of section "));
@@ -159,24 +170,24 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
         if (!name.empty() && elf != nullptr) hasFuncRelocations = elf->CreateFuncReloMap(std::string(name));
       }
     }
-    keep = (first ? DisAsmLineHasKeywords() : DisAsmLineHasKeywords2()) == 1;
+    keep = DisAsmLineHasKeywords() == 1;
   }
   // No line cache here: the register look-back matches lower-case fields,
   // which listing lines never fill, so it cannot find a write in a listing
   // and a copy of every line would buy nothing.
-  // Most instructions are neither frame, call nor address forms: they are
-  // never copied into the statement fields.
-  if (!keep || skipFunction || !ListingLineMayMatter()) return;
+  if (!keep || skipFunction) return;
+  // Loads and stores through the frame hold r29 far more often than writes
+  // to it do.
+  if (hint == KeywordHint::kR29Only ? StatementToken(0) != "r29" : !ListingLineMayMatter()) return;
   // Calls and jumps, the most common of these, are read from the tokens in
-  // place; the handlers of the rest take the statement fields. A frame or
-  // r29 line goes to its own handler even when a branch word follows.
+  // place, as are constants; the other handlers take the statement fields.
+  // A frame or r29 line goes to its own handler even when a branch word
+  // follows.
   const std::string_view t1 = StatementToken(0);
   if (t1 != "allocframe" && t1 != "r29" &&
       HandleListedBranch(t1, StatementToken(1), StatementToken(2), StatementToken(3))) {
     return;
   }
-  current.currentLine.assign(segment);
-  FillStatementFields(5, false);
   ProcessKeywordsDisassembly();
 }
 
@@ -318,44 +329,54 @@ void FileParser::ClearCurrentDisAsmFunction() {
 }
 
 int FileParser::ProcessKeywordsDisassembly() {
-  const std::string& t1 = current.token1;
-  const std::string& t2 = current.token2;
-  const std::string& t3 = current.token3;
-  const std::string& t4 = current.token4;
-  const std::string& t5 = current.token5;
+  const std::string_view t1 = StatementToken(0);
+  const std::string_view t2 = StatementToken(1);
+  const std::string_view t3 = StatementToken(2);
+  const std::string_view t4 = StatementToken(3);
+  const std::string_view t5 = StatementToken(4);
   auto warnIf = [this](int result, const char* text) {
     if (result != 0) PRINT(text, kHandlerFailed);
   };
-  // Views compare by length first: most lines fail every keyword test.
-  const std::string_view v1 = t1;
+  // The constants, most of these lines, are read from the tokens; the
+  // other handlers take the statement fields.
+  auto fill = [this] {
+    current.currentLine.assign(statementText_);
+    FillStatementFields(5, false);
+  };
   const bool startsR = !t1.empty() && t1[0] == 'r';
   const bool halfRegister = Contains(t1, ".l") || Contains(t1, ".h");
 
-  if (v1 == "allocframe") {
-    warnIf(HandleAllocframe2(t2), "Warning: HandleAllocframe2 failed.");
-  } else if (v1 == "r29") {
+  if (t1 == "allocframe") {
+    fill();
+    warnIf(HandleAllocframe2(current.token2), "Warning: HandleAllocframe2 failed.");
+  } else if (t1 == "r29") {
+    fill();
     warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
   } else if (startsR && (t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#"))) {
+    fill();
     warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
   } else if (startsR && Contains(t2, "##")) {
     warnIf(HandleConstantExtender2(t2), "Warning: HandleConstantExtender2 failed.");
-  } else if (v1 == "memw" && Contains(t5, "##")) {
+  } else if (t1 == "memw" && Contains(t5, "##")) {
     warnIf(HandleConstantExtender2(t5), "Warning: HandleConstantExtender2 failed.");
   } else if (startsR && (Contains(t3, "##") || Contains(t4, "##"))) {
     warnIf(HandleConstantExtender2(Contains(t3, "##") ? t3 : t4), "Warning: HandleConstantExtender2 failed.");
   } else if (!halfRegister) {
     if (Contains(t1, "R_VLD")) {
+      fill();
+      const std::string& token = current.token2;
       if (Contains(t2, ".sdata")) {
-        warnIf(HandleSDataCall(t2), "Warning: HandleSDataCall failed.");
+        warnIf(HandleSDataCall(token), "Warning: HandleSDataCall failed.");
       } else if (Contains(t2, ".text")) {
-        warnIf(HandleTextCall(t2), "Warning: HandleDisAsmCall failed.");
+        warnIf(HandleTextCall(token), "Warning: HandleDisAsmCall failed.");
       } else if (Contains(t1, "PCR") || Contains(t1, "R_VLD_32") || Contains(t1, "R_VLD_HI16")) {
-        warnIf(HandlePcRelCall(t2), "Warning: HandlePcRelCall failed.");
+        warnIf(HandlePcRelCall(token), "Warning: HandlePcRelCall failed.");
       }
     }
   } else {
+    fill();
     uint32_t value = 0;
-    if (RecordHalfRegister(t1, t2, value)) {
+    if (RecordHalfRegister(current.token1, current.token2, value)) {
       warnIf(HandleIndirectCall3(value), "Warning: HandleIndirectCall3 failed.");
     }
   }

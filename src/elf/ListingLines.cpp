@@ -45,30 +45,34 @@ size_t InstructionEncodingLength(std::string_view text) {
   return (hex & kHexAt) == kHexAt && (blank & kBlankAt) == kBlankAt ? kLength : 0;
 }
 
-bool InstructionMayHoldKeyword(std::string_view text) {
+KeywordHint InstructionKeywordHint(std::string_view text) {
+  bool r29 = false;
 #ifdef __SSE2__
   // Three views of 16 characters, shifted by one each: a pair (or r29)
   // starting anywhere in the first view is found with one compare per view.
-  return AnyTextBlock(text, [](const char* p) {
+  const bool other = AnyTextBlock(text, [&r29](const char* p) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1));
     const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2));
     auto pair = [&](char first, char second) {
       return _mm_and_si128(_mm_cmpeq_epi8(a, _mm_set1_epi8(first)), _mm_cmpeq_epi8(b, _mm_set1_epi8(second)));
     };
-    __m128i hit = _mm_and_si128(pair('r', '2'), _mm_cmpeq_epi8(c, _mm_set1_epi8('9')));
-    hit = _mm_or_si128(hit, _mm_or_si128(pair('a', 'l'), pair('j', 'u')));
+    r29 |= _mm_movemask_epi8(_mm_and_si128(pair('r', '2'), _mm_cmpeq_epi8(c, _mm_set1_epi8('9')))) != 0;
+    __m128i hit = _mm_or_si128(pair('a', 'l'), pair('j', 'u'));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('.', 'l'), pair('.', 'h')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('R', '_'), pair('#', '#')));
     hit = _mm_or_si128(hit, _mm_or_si128(pair('(', '#'), pair('(', 'g')));
     return _mm_movemask_epi8(hit) != 0;
   });
 #else
-  for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g", "r29"}) {
-    if (text.find(part) != std::string_view::npos) return true;
+  bool other = false;
+  for (std::string_view part : {"al", "ju", ".l", ".h", "R_", "##", "(#", "(g"}) {
+    other = other || text.find(part) != std::string_view::npos;
   }
-  return false;
+  r29 = text.find("r29") != std::string_view::npos;
 #endif
+  if (other) return KeywordHint::kAny;
+  return r29 ? KeywordHint::kR29Only : KeywordHint::kNone;
 }
 
 ListingLineReader::ListingLineReader(FILE* file, size_t blockSize)

@@ -6,12 +6,16 @@
 #include <string_view>
 #include <vector>
 
-// Whether an instruction's text may hold a word the listing handlers act on:
-// it holds one of "al" (in allocframe and call), "ju", ".l", ".h", "R_",
-// "##", "(#", "(g" or "r29", found in every jump, register half, relocation
-// and address form. False only when none is there, so a line it turns away
-// is one the handlers' own tests would turn away.
-bool InstructionMayHoldKeyword(std::string_view text);
+// What an instruction's text may hold of the words the listing handlers act
+// on. The sequences looked for are "al" (in allocframe and call), "ju",
+// ".l", ".h", "R_", "##", "(#", "(g" and "r29", found in every jump, register
+// half, relocation and address form.
+enum class KeywordHint {
+  kNone,     // none of them: the handlers' own tests would turn the text away
+  kR29Only,  // only "r29": the text matters only when r29 is its first token
+  kAny,      // another one: the handlers' own tests decide
+};
+KeywordHint InstructionKeywordHint(std::string_view text);
 
 // Length of the encoding "hh hh hh hh<blank>wwwwwwww<blank>" (h and w hex
 // digits, a blank a space or a tab) when text starts with it, else 0. Hex

@@ -200,8 +200,8 @@ class FileParser : public AssemblyData {
   int ParseDisassembledElfFile(const std::string& path);
   int DisAsmLineHasKeywords();
   int DisAsmLineHasKeywords2();
-  // The handlers of a listing line, from the statement fields; calls and
-  // jumps are handled before, from the tokens (see ParseListingSegment).
+  // The handlers of a listing line, from its tokens; calls and jumps are
+  // handled before (see ParseListingSegment).
   int ProcessKeywordsDisassembly();
   int SetCurrentDisAsmFunction(std::string name, std::string address);
   void ClearCurrentDisAsmFunction();
@@ -234,7 +234,7 @@ class FileParser : public AssemblyData {
 
   // ---- Computed calls ----------------------------------------------------
   int HandleIndirectCall3(uint32_t value);
-  int HandleConstantExtender2(const std::string& token);
+  int HandleConstantExtender2(std::string_view token);
   int HandleIndirectCallByAddress(const std::string& line);
   int HandleSDataCall(const std::string& token);
   int HandleTextCall(const std::string& token);
@@ -311,8 +311,8 @@ class FileParser : public AssemblyData {
   int lineNumber = 0;
   int sectionState = SectionText;
   int syntaxMode = 0;
-  // Statements are first judged on their raw text; off only in tests that
-  // compare with the token-by-token reading alone.
+  // Statements and listing instructions are first judged on their raw text;
+  // off only in tests that compare with the token-by-token reading alone.
   bool statementPrefilter = true;
   std::string currentSourceFile;  // from .file
   ProcessedSourceLine current;    // fields of the statement being handled
