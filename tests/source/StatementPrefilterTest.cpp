@@ -43,7 +43,9 @@ std::string RandomStatement(std::mt19937& random) {
       "r3 = add(r1,##N)", "r31:30 = dealloc_return(r30):raw", ".comm N,D,4", ".lcomm N,D", ".space D",
       ".size N, D", ".size N, .Lfunc_end0-N", "# comment", "// 4-byte Folded Spill", "}  // Reload", "{", "}",
       "x y call N", "call r31", "Call N@plt", "if (!p0) jump N", "xtype N,@object", "r2 = r3", "r2 = add(r1,r2)", "r2 = #D", "r29 = sub(r29,r2)",
-      "r2 = add(r2,#D)", "s1 = r31", "v0 = r1", "fn_x = 1", "r7 = #8 // al ju r31 ##"};
+      "r2 = add(r2,#D)", "s1 = r31", "v0 = r1", "fn_x = 1", "r7 = #8 // al ju r31 ##",
+      ".p2align D", ".P2ALIGN D", ".cfi_startproc", ".word N", ".COMM N,D,4", ".LCOMM N,D", ".x.comm N,D", ".Global N",
+      ".sets N, N", ".SPACE D", ".file.x \"uD.c\"", "a.b N,@function"};
   static const std::vector<std::string> names = {"f0", "f1", "f2", "main", "ext", "obj1", ".Lthunk", "_Z3fooi"};
   static const std::vector<std::string> labels = {".LBB0_1", ".Ltmp", "1", ".lfoo", "loop"};
   // Register writes and frames that read them back, often enough to meet.
