@@ -60,7 +60,8 @@ void FileParser::HandleStatement(std::string_view statement, const std::string& 
   if (!StatementMayMatter(pass)) return;
   if (statementPrefilter && pass == 2 && HandleCallInPlace(path)) return;
   HandlePendingCalls(path);
-  FillStatementFields(4, true);
+  // Pass 1's handlers read three tokens, pass 2's four.
+  FillStatementFields(pass == 1 ? 3 : 4, true);
   if (pass == 1) {
     ProcessKeywordsPass1(path);
   } else {
