@@ -489,6 +489,59 @@ fcn_symbols* ElfFile::GetFcnSymForAddr(uint32_t addr) {
 }
 
 template <typename Before>
+void ElfFile::FirstRangesNotBefore(const uint32_t* addrs, size_t count, size_t* first, Before before) const {
+  // FirstRangeNotBefore in the form whose steps depend on the length alone:
+  // every search takes the same steps, level by level, and the next probe
+  // of each is fetched while the others are compared.
+  const AddressRange* ranges = functionRanges_.data();
+  for (size_t i = 0; i < count; ++i) first[i] = 0;
+  for (size_t n = functionRanges_.size(); n > 1;) {
+    const size_t half = n / 2;
+    for (size_t i = 0; i < count; ++i) {
+      // Without a branch: the outcome is a coin toss.
+      first[i] += before(ranges[first[i] + half], addrs[i]) ? half : 0;
+    }
+    n -= half;
+    if (n > 1) {
+      for (size_t i = 0; i < count; ++i) __builtin_prefetch(&ranges[first[i] + n / 2]);
+    }
+  }
+  for (size_t i = 0; i < count; ++i) first[i] += before(ranges[first[i]], addrs[i]) ? 1 : 0;
+}
+
+void ElfFile::GetFcnSymsForAddrs(const uint32_t* addrs, size_t count, fcn_symbols** found) {
+  const size_t size = functionRanges_.size();
+  if (!endsAscend_ || size != functions_.size() || size == 0 || count > kAddressBatch) {
+    for (size_t i = 0; i < count; ++i) found[i] = GetFcnSymForAddr(addrs[i]);
+    return;
+  }
+  // AscendingRangeFor's search: the first range ending after the address.
+  size_t first[kAddressBatch];
+  FirstRangesNotBefore(addrs, count, first, [](const AddressRange& r, uint32_t a) { return r.endAddress <= a; });
+  for (size_t i = 0; i < count; ++i) {
+    const bool holds = first[i] < size && functionRanges_[first[i]].startAddress <= addrs[i];
+    found[i] = holds ? &functions_[first[i]] : nullptr;
+    if (found[i] != nullptr) __builtin_prefetch(found[i]);
+  }
+}
+
+void ElfFile::GetFcnSymsAtAddrs(const uint32_t* addrs, size_t count, fcn_symbols** found) {
+  const size_t size = functionRanges_.size();
+  if (size != functions_.size() || size == 0 || count > kAddressBatch) {
+    for (size_t i = 0; i < count; ++i) found[i] = GetFcnSymAtAddr(addrs[i]);
+    return;
+  }
+  // GetFirstFncAtAddr's search: the first function starting at the address.
+  size_t first[kAddressBatch];
+  FirstRangesNotBefore(addrs, count, first, [](const AddressRange& r, uint32_t a) { return r.startAddress < a; });
+  for (size_t i = 0; i < count; ++i) {
+    const bool starts = first[i] < size && functionRanges_[first[i]].startAddress == addrs[i];
+    found[i] = starts ? &functions_[first[i]] : GetFirstFncAtAddr(addrs[i], dynFunctions_.data(), dynFunctions_.size());
+    if (found[i] != nullptr) __builtin_prefetch(found[i]);
+  }
+}
+
+template <typename Before>
 size_t ElfFile::FirstRangeNotBefore(Before before) const {
   const AddressRange* base = functionRanges_.data();
   size_t first = 0;

@@ -81,6 +81,12 @@ class ElfFile {
   uint32_t Elf32Value(uint32_t v) const;
 
   fcn_symbols* GetFcnSymForAddr(uint32_t addr);
+  // GetFcnSymForAddr and GetFcnSymAtAddr of each of up to kAddressBatch
+  // addresses. The searches run side by side, so that their reads of a
+  // table larger than the cache overlap instead of each waiting in turn.
+  static constexpr size_t kAddressBatch = 16;
+  void GetFcnSymsForAddrs(const uint32_t* addrs, size_t count, fcn_symbols** found);
+  void GetFcnSymsAtAddrs(const uint32_t* addrs, size_t count, fcn_symbols** found);
   const char* GetFcnNameForAddr(uint32_t addr);
   fcn_symbols* GetFirstFncAtAddr(uint32_t addr);
   fcn_symbols* GetFirstFncAtAddr(uint32_t addr, fcn_symbols* array, size_t count);
@@ -118,6 +124,9 @@ class ElfFile {
   // prefix of the ranges and for nothing after it.
   template <typename Before>
   size_t FirstRangeNotBefore(Before before) const;
+  // FirstRangeNotBefore of each address, before(range, address) telling.
+  template <typename Before>
+  void FirstRangesNotBefore(const uint32_t* addrs, size_t count, size_t* first, Before before) const;
   struct Header {
     uint16_t type = 0;
     uint16_t machine = 0;

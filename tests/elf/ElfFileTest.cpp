@@ -1,6 +1,7 @@
 // The ELF32 reader's lookup rules and relocation maps on small written files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "TestUtil.h"
@@ -40,6 +41,19 @@ TEST(ElfFile, LookupRules) {
   EXPECT_EQ(Name(elf.GetFcnSymForAddr(0x104)) + " " + Name(elf.GetFcnSymAtAddr(0x104)), "b_alias inner");
   EXPECT_FALSE(elf.IsStartOfFcnAddr(0x104));
   EXPECT_EQ(elf.GetFcnSymForAddr(0x14c), nullptr);  // the end of runs_over
+  // Nested ranges: the batched searches give what the single ones do.
+  uint32_t batch[ElfFile::kAddressBatch];
+  fcn_symbols* holds[ElfFile::kAddressBatch];
+  fcn_symbols* starts[ElfFile::kAddressBatch];
+  for (uint32_t from = 0xf8; from < 0x158; from += ElfFile::kAddressBatch) {
+    for (size_t i = 0; i < ElfFile::kAddressBatch; ++i) batch[i] = from + static_cast<uint32_t>(i);
+    elf.GetFcnSymsForAddrs(batch, ElfFile::kAddressBatch, holds);
+    elf.GetFcnSymsAtAddrs(batch, ElfFile::kAddressBatch, starts);
+    for (size_t i = 0; i < ElfFile::kAddressBatch; ++i) {
+      EXPECT_EQ(holds[i], elf.GetFcnSymForAddr(batch[i])) << batch[i];
+      EXPECT_EQ(starts[i], elf.GetFcnSymAtAddr(batch[i])) << batch[i];
+    }
+  }
   const obj_symbols* table = elf.GetObjSymAtAddr(0x200);
   ASSERT_TRUE(table && table->initialWord == 0x12345678u);
   EXPECT_EQ(elf.GetObjSymAtAddr(0x204), table);  // found by start, stepped back to the enclosing one
@@ -88,6 +102,8 @@ TEST(ElfFile, ContainingFunctionOfAscendingRanges) {
     ElfFile elf;
     Load(elf, dir, image.Build());
     const std::vector<fcn_symbols>& all = elf.Functions();
+    std::vector<uint32_t> addrs;
+    std::vector<const fcn_symbols*> holding, starting;
     for (uint32_t addr = 0xf0; addr < at + 8; ++addr) {
       const fcn_symbols* holds = nullptr;
       const fcn_symbols* starts = nullptr;
@@ -97,6 +113,28 @@ TEST(ElfFile, ContainingFunctionOfAscendingRanges) {
       }
       ASSERT_EQ(elf.GetFcnSymForAddr(addr), holds) << "round " << round << " address " << addr;
       ASSERT_EQ(elf.GetFirstFncAtAddr(addr), starts) << "round " << round << " address " << addr;
+      addrs.push_back(addr);
+      holding.push_back(holds);
+      starting.push_back(starts);
+    }
+    // The same searches side by side, in batches of every size, the
+    // addresses shuffled so that a batch's searches part early.
+    std::vector<size_t> order(addrs.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::shuffle(order.begin(), order.end(), rng);
+    for (size_t from = 0; from < order.size();) {
+      const size_t count = std::min<size_t>(1 + rng() % ElfFile::kAddressBatch, order.size() - from);
+      uint32_t batch[ElfFile::kAddressBatch];
+      fcn_symbols* holds[ElfFile::kAddressBatch];
+      fcn_symbols* starts[ElfFile::kAddressBatch];
+      for (size_t i = 0; i < count; ++i) batch[i] = addrs[order[from + i]];
+      elf.GetFcnSymsForAddrs(batch, count, holds);
+      elf.GetFcnSymsAtAddrs(batch, count, starts);
+      for (size_t i = 0; i < count; ++i) {
+        ASSERT_EQ(holds[i], holding[order[from + i]]) << "round " << round << " address " << batch[i];
+        ASSERT_EQ(starts[i], starting[order[from + i]]) << "round " << round << " address " << batch[i];
+      }
+      from += count;
     }
   }
 }
