@@ -58,7 +58,10 @@ int FileParser::HandleConstantExtender2(std::string_view token) {
   }
   const long number = std::strtol(digits.c_str(), nullptr, 10);
   if (number == 0 || !AddressesAreFinal()) return 0;
-  return CallFunctionAt(static_cast<uint32_t>(number), 1);
+  if (!statementPrefilter) return CallFunctionAt(static_cast<uint32_t>(number), 1);
+  // CallFunctionAt, in turn with the listed calls.
+  PutListedCallAside(ListedCall::kConstant, static_cast<uint32_t>(number), nullptr);
+  return 0;
 }
 
 int FileParser::HandleIndirectCallByAddress(const std::string& line) {

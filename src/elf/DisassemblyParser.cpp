@@ -118,10 +118,14 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
     }
     if (lineCount % 5000 == 0 && length > 0) {
       int percent = static_cast<int>(reader.Position() * 100 / length);
-      if (guiMode && percent != lastPercent) PRINTI("%d%% complete", percent, "35: ");
+      if (guiMode && percent != lastPercent) {
+        HandleListedCalls();  // their messages come first
+        PRINTI("%d%% complete", percent, "35: ");
+      }
       lastPercent = percent;
     }
   }
+  HandleListedCalls();
   deferCalledMarks_ = false;
   FlushCalledMarks();
 
@@ -158,6 +162,8 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
     if (hint == KeywordHint::kNone) return;
     keep = DisAsmLineHasKeywords2() == 1;
   } else {
+    // Headers, sections and relocations change what the calls put aside read.
+    HandleListedCalls();
     if (StartsWith(segment, "Disassembly of section ")) {
       // A per-function section of a relocatable object has its own
       // relocation section; any other section leaves the function map empty.
@@ -353,6 +359,7 @@ int FileParser::ProcessKeywordsDisassembly() {
     fill();
     warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
   } else if (startsR && (t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#"))) {
+    HandleListedCalls();
     fill();
     warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
   } else if (startsR && Contains(t2, "##")) {
@@ -363,6 +370,7 @@ int FileParser::ProcessKeywordsDisassembly() {
     warnIf(HandleConstantExtender2(Contains(t3, "##") ? t3 : t4), "Warning: HandleConstantExtender2 failed.");
   } else if (!halfRegister) {
     if (Contains(t1, "R_VLD")) {
+      HandleListedCalls();
       fill();
       const std::string& token = current.token2;
       if (Contains(t2, ".sdata")) {
@@ -374,6 +382,7 @@ int FileParser::ProcessKeywordsDisassembly() {
       }
     }
   } else {
+    HandleListedCalls();
     fill();
     uint32_t value = 0;
     if (RecordHalfRegister(current.token1, current.token2, value)) {
@@ -390,11 +399,103 @@ bool FileParser::HandleListedBranch(std::string_view t1, std::string_view t2, st
   if (!call && !isJump(t1) && !isJump(t2)) return false;
   // The target follows the keyword, the name (in angle brackets) the target.
   const bool first = call ? t1 == "call" : isJump(t1);
+  const std::string_view target = first ? t2 : t3;
+  if (statementPrefilter && objdumpKind != 1 && currentFunction != nullptr) {
+    // GetCallNameAddress's target address; a target it finds no name for
+    // leaves nothing to do once a function is current.
+    uint32_t value = 0;
+    if (StartsWith(target, "0x") || StartsWith(target, "0X")) {
+      if (!ParseAddress(target, value)) return true;
+    } else {
+      ParseAddress(MakeAddress(current.packetAddress, target), value);
+    }
+    if (ListingElf() == nullptr) return true;
+    // In a relocatable object every per-function section starts at 0, so
+    // several functions contain the address: the current one is meant.
+    const bool inside =
+        listingSymbol != nullptr && listingSymbol->startAddress <= value && value < listingSymbol->endAddress;
+    PutListedCallAside(call ? ListedCall::kCall : ListedCall::kJump, value, inside ? listingSymbol : nullptr);
+    return true;
+  }
+  HandleListedCalls();
   std::string name, address;
-  int result = GetCallNameAddress(first ? t2 : t3, first ? t3 : t4, name, address);
+  int result = GetCallNameAddress(target, first ? t3 : t4, name, address);
   if (result == 0) result = call ? HandleDisAsmCall(std::move(name), address, 0) : HandleJump2(std::move(name), address);
   if (result != 0) PRINT(call ? "Warning: HandleDisAsmCall failed." : "Warning: HandleJump2 failed.", kHandlerFailed);
   return true;
+}
+
+void FileParser::PutListedCallAside(ListedCall::Kind kind, uint32_t target, const fcn_symbols* symbol) {
+  ListedCall& entry = listedCalls_[listedCallCount_++];
+  entry.kind = kind;
+  entry.target = target;
+  entry.symbol = symbol;
+  if (kind != ListedCall::kConstant) {
+    entry.lineLabel.assign(current.lineLabel);
+    entry.packetAddress.assign(current.packetAddress);
+  }
+  if (listedCallCount_ == std::size(listedCalls_)) HandleListedCalls();
+}
+
+void FileParser::HandleListedCalls() {
+  const size_t count = listedCallCount_;
+  if (count == 0) return;
+  listedCallCount_ = 0;
+  constexpr size_t kMax = ElfFile::kAddressBatch;
+  // The searches, side by side: targets inside a function, and constants
+  // that may be a function's start.
+  uint32_t inside[kMax], starts[kMax];
+  fcn_symbols* insideFound[kMax];
+  fcn_symbols* startsFound[kMax];
+  size_t insideCount = 0, startsCount = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const ListedCall& entry = listedCalls_[i];
+    if (entry.kind == ListedCall::kConstant) {
+      starts[startsCount++] = entry.target;
+    } else if (entry.symbol == nullptr) {
+      inside[insideCount++] = entry.target;
+    }
+  }
+  for (size_t i = 0; i < kMax; ++i) insideFound[i] = startsFound[i] = nullptr;
+  if (ElfFile* elf = ListingElf()) {
+    elf->GetFcnSymsForAddrs(inside, insideCount, insideFound);
+    elf->GetFcnSymsAtAddrs(starts, startsCount, startsFound);
+  }
+  const fcn_symbols* symbols[kMax];
+  insideCount = startsCount = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const ListedCall& entry = listedCalls_[i];
+    symbols[i] = entry.kind == ListedCall::kConstant ? startsFound[startsCount++]
+                 : entry.symbol == nullptr          ? insideFound[insideCount++]
+                                                    : entry.symbol;
+    if (symbols[i] != nullptr && symbols[i]->name != nullptr) __builtin_prefetch(symbols[i]->name);
+  }
+  std::string names[kMax];
+  for (size_t i = 0; i < count; ++i) {
+    if (symbols[i] != nullptr && symbols[i]->name != nullptr) names[i] = symbols[i]->name;
+    functionMap.Prefetch(names[i]);
+  }
+  for (size_t i = 0; i < count; ++i) {
+    ListedCall& entry = listedCalls_[i];
+    if (entry.kind == ListedCall::kConstant) {
+      // CallFunctionAt's call of a function whose start the constant is.
+      if (symbols[i] == nullptr || symbols[i]->name == nullptr) continue;
+      if (HandleDisAsmCall(std::move(names[i]), GetHexString(symbols[i]->startAddress), 1) != 0) {
+        PRINT("Warning: HandleConstantExtender2 failed.", kHandlerFailed);
+      }
+      continue;
+    }
+    // The line's addresses become current for the self-call test, as if the
+    // call were handled where it stands; the entry keeps the old buffers.
+    current.lineLabel.swap(entry.lineLabel);
+    current.packetAddress.swap(entry.packetAddress);
+    const bool call = entry.kind == ListedCall::kCall;
+    const std::string address = GetHexString(entry.target);
+    const int result = call ? HandleDisAsmCall(std::move(names[i]), address, 0) : HandleJump2(std::move(names[i]), address);
+    if (result != 0) PRINT(call ? "Warning: HandleDisAsmCall failed." : "Warning: HandleJump2 failed.", kHandlerFailed);
+    current.lineLabel.swap(entry.lineLabel);
+    current.packetAddress.swap(entry.packetAddress);
+  }
 }
 
 bool FileParser::RecordHalfRegister(const std::string& target, const std::string& operand, uint32_t& value) {

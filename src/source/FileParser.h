@@ -209,8 +209,17 @@ class FileParser : public AssemblyData {
   int HandleR29Line2(const std::string& line);
   int HandleDisAsmCall(std::string name, const std::string& address, int computed);
   int HandleJump2(std::string name, const std::string& address);
-  // A call or a jump (the tokens name which), handled; false for neither.
+  // A call or a jump (the tokens name which), handled or put aside; false
+  // for neither.
   bool HandleListedBranch(std::string_view t1, std::string_view t2, std::string_view t3, std::string_view t4);
+  // Handles the calls, jumps and constants put aside, in their order, as if
+  // each were handled on its own line. Their targets' functions, names and
+  // index slots are fetched for all of them first: each would otherwise
+  // wait for a chain of misses in tables larger than the cache. They are
+  // put aside only while a function is current, so their handlers print
+  // nothing; what else adds calls or reads call lists and marks, and a
+  // function header, hands them on first.
+  void HandleListedCalls();
   int GetCallNameAddress(std::string_view target, std::string_view nameToken,
                          std::string& name, std::string& address);
   static std::string MakeAddress(std::string_view token);
@@ -311,8 +320,9 @@ class FileParser : public AssemblyData {
   int lineNumber = 0;
   int sectionState = SectionText;
   int syntaxMode = 0;
-  // Statements and listing instructions are first judged on their raw text;
-  // off only in tests that compare with the token-by-token reading alone.
+  // Statements and listing instructions are first judged on their raw text,
+  // and calls put aside to be handled in batches; off only in tests that
+  // compare with the token-by-token reading alone.
   bool statementPrefilter = true;
   std::string currentSourceFile;  // from .file
   ProcessedSourceLine current;    // fields of the statement being handled
@@ -372,6 +382,21 @@ class FileParser : public AssemblyData {
   static constexpr size_t kPendingCalls = 16;
   PendingCall pendingCalls_[kPendingCalls];
   size_t pendingCallCount_ = 0;
+  // Listed calls, jumps and constants put aside while a function is being
+  // listed (see HandleListedCalls).
+  struct ListedCall {
+    enum Kind : uint8_t { kCall, kJump, kConstant } kind = kCall;
+    uint32_t target = 0;
+    // The function holding a call's or jump's target when known already
+    // (the one being listed); else it is searched for.
+    const fcn_symbols* symbol = nullptr;
+    // A call's or jump's line and packet addresses, for the self-call test.
+    std::string lineLabel;
+    std::string packetAddress;
+  };
+  void PutListedCallAside(ListedCall::Kind kind, uint32_t target, const fcn_symbols* symbol);
+  ListedCall listedCalls_[ElfFile::kAddressBatch];
+  size_t listedCallCount_ = 0;
   // Callees whose HasParent and IsUsed marks wait (see MarkCalled).
   static constexpr size_t kCalledRecordsBatch = 4096;
   std::vector<__func_attr*> calledRecords_;

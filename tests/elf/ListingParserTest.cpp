@@ -173,9 +173,11 @@ TEST(ListingParser, KeywordPreCheckAgreesWithPlainSearch) {
 }
 
 // Instruction lines of the usual shape skip the token-by-token reading and
-// are looked at by the pre-check; the same lines with a leading tab (a
-// delimiter, so the tokens are the same) take it, here with no pre-check at
-// all. Both must leave the same calls, frames and messages.
+// are looked at by the pre-check, and their calls, jumps and constants are
+// handled in batches; the same lines with a leading tab (a delimiter, so the
+// tokens are the same) take the reading, here with no pre-check and no
+// batches at all. Both must leave the same calls in the same order, frames
+// and messages.
 TEST(ListingParser, InstructionLinesReadAlikeOnBothPaths) {
   const std::vector<std::string> forms = {
       "call 0x%t", "jump 0x%t", "if (p0) jump:nt 0x%t", "allocframe(#%n)", "r29 = add(r29,#-%n)",
@@ -189,6 +191,13 @@ TEST(ListingParser, InstructionLinesReadAlikeOnBothPaths) {
   std::mt19937 random(11);
   for (int round = 0; round < 30; ++round) {
     std::string usual = kPreamble, other = kPreamble;
+    if (round % 3 == 0) {
+      // A call and a constant before any function: warned about in turn.
+      for (std::string* listing : {&usual, &other}) {
+        *listing += (listing == &usual ? "   " : "\t") + std::string("1fff8:\t00 c0 00 78\t7800c000 { \tcall 0x20080 } \n");
+        *listing += (listing == &usual ? "   " : "\t") + std::string("1fffc:\t00 c0 00 78\t7800c000 { \tr0 = ##131200 } \n");
+      }
+    }
     uint32_t address = 0x20000;
     for (int function = 0; function < 4; ++function) {
       const char* header[] = {"00020080 <factorial>:\n", "000200d0 <calc_eval>:\n", "000205c0 <pid_init>:\n",
