@@ -123,6 +123,7 @@ void ElfFile::Reset() {
   dynSymbolCount_ = 0;
   functions_.clear();
   functionRanges_.clear();
+  rangeSamples_.clear();
   dynFunctions_.clear();
   objects_.clear();
   notypes_.clear();
@@ -445,6 +446,8 @@ void ElfFile::BldFcnSymList() {
     functionRanges_.push_back({rec.startAddress, rec.endAddress});
     functionOfSymbol_[symbolIndex] = static_cast<uint32_t>(functions_.size());
   }
+  rangeSamples_.clear();
+  for (size_t i = 0; i < functionRanges_.size(); i += kRangeStride) rangeSamples_.push_back(functionRanges_[i]);
   // The starts ascend by the sort; whether the ends do decides the search.
   endsAscend_ = std::adjacent_find(functionRanges_.begin(), functionRanges_.end(),
                                    [](const AddressRange& a, const AddressRange& b) {
@@ -488,25 +491,39 @@ fcn_symbols* ElfFile::GetFcnSymForAddr(uint32_t addr) {
   return found == nullptr ? nullptr : &functions_[static_cast<size_t>(found - base)];
 }
 
+namespace {
+
+// The first of n ranges from base for which before(range, address) is
+// false, without branches on the data.
+template <typename Range, typename Before>
+size_t FirstNotBefore(const Range* base, size_t n, uint32_t address, Before before) {
+  if (n == 0) return 0;
+  size_t first = 0;
+  for (; n > 1; n -= n / 2) first += before(base[first + n / 2], address) ? n / 2 : 0;
+  return first + (before(base[first], address) ? 1 : 0);
+}
+
+}  // namespace
+
 template <typename Before>
 void ElfFile::FirstRangesNotBefore(const uint32_t* addrs, size_t count, size_t* first, Before before) const {
-  // FirstRangeNotBefore in the form whose steps depend on the length alone:
-  // every search takes the same steps, level by level, and the next probe
-  // of each is fetched while the others are compared.
-  const AddressRange* ranges = functionRanges_.data();
-  for (size_t i = 0; i < count; ++i) first[i] = 0;
-  for (size_t n = functionRanges_.size(); n > 1;) {
-    const size_t half = n / 2;
-    for (size_t i = 0; i < count; ++i) {
-      // Without a branch: the outcome is a coin toss.
-      first[i] += before(ranges[first[i] + half], addrs[i]) ? half : 0;
-    }
-    n -= half;
-    if (n > 1) {
-      for (size_t i = 0; i < count; ++i) __builtin_prefetch(&ranges[first[i] + n / 2]);
-    }
+  // The samples, in cache, tell each search its stretch of at most
+  // kRangeStride ranges; every stretch is fetched before any is searched.
+  const size_t size = functionRanges_.size();
+  size_t end[kAddressBatch];
+  for (size_t i = 0; i < count; ++i) {
+    const size_t sample = FirstNotBefore(rangeSamples_.data(), rangeSamples_.size(), addrs[i], before);
+    // Sample k is range k * kRangeStride: the answer lies after the sample
+    // before it and at or before this one.
+    first[i] = sample == 0 ? 0 : (sample - 1) * kRangeStride + 1;
+    end[i] = std::min(sample * kRangeStride, size);
+    const char* from = reinterpret_cast<const char*>(functionRanges_.data() + first[i]);
+    const char* to = reinterpret_cast<const char*>(functionRanges_.data() + end[i]);
+    for (const char* line = from; line < to; line += 64) __builtin_prefetch(line);
   }
-  for (size_t i = 0; i < count; ++i) first[i] += before(ranges[first[i]], addrs[i]) ? 1 : 0;
+  for (size_t i = 0; i < count; ++i) {
+    first[i] += FirstNotBefore(functionRanges_.data() + first[i], end[i] - first[i], addrs[i], before);
+  }
 }
 
 void ElfFile::GetFcnSymsForAddrs(const uint32_t* addrs, size_t count, fcn_symbols** found) {

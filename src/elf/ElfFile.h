@@ -169,6 +169,10 @@ class ElfFile {
     uint32_t endAddress;
   };
   std::vector<AddressRange> functionRanges_;  // of functions_, index for index, starts ascending
+  // Every kRangeStride-th range, small enough to stay in cache: a batched
+  // search finds its stretch of ranges here and fetches that stretch alone.
+  static constexpr size_t kRangeStride = 64;
+  std::vector<AddressRange> rangeSamples_;
   // Whether the ends ascend as well (no range nests inside another that ends
   // later), which allows a search without the classic search's
   // unpredictable branches.

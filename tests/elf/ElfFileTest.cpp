@@ -139,6 +139,42 @@ TEST(ElfFile, ContainingFunctionOfAscendingRanges) {
   }
 }
 
+// Images of hundreds of functions, with and without nested ranges: the
+// batched searches find what the single ones find at every address.
+TEST(ElfFile, BatchedSearchesOverManyFunctions) {
+  std::mt19937 rng(11);
+  testutil::TempDir dir;
+  for (bool nested : {false, true}) {
+    Image image;
+    image.sections = {{".text", kProgBits, 0x1000, std::string(0x3000, '\0')}};
+    uint32_t at = 0x1000;
+    for (int i = 0; i < 700; ++i) {
+      at += rng() % 4 == 0 ? 4 * (rng() % 3) : 0;
+      const uint32_t size = rng() % 6 == 0 ? 0 : 4 * (1 + rng() % 3);
+      // A nested image has functions that reach over the next ones.
+      const uint32_t reach = nested && rng() % 9 == 0 ? size + 4 * (rng() % 6) : size;
+      image.symbols.push_back({"f" + std::to_string(i), at, reach});
+      at += size;
+    }
+    ElfFile elf;
+    Load(elf, dir, image.Build());
+    uint32_t batch[ElfFile::kAddressBatch];
+    fcn_symbols* holds[ElfFile::kAddressBatch];
+    fcn_symbols* starts[ElfFile::kAddressBatch];
+    for (uint32_t from = 0xff0; from < at + 16;) {
+      const size_t count = 1 + rng() % ElfFile::kAddressBatch;
+      for (size_t i = 0; i < count; ++i) batch[i] = from + static_cast<uint32_t>(rng() % 64);
+      elf.GetFcnSymsForAddrs(batch, count, holds);
+      elf.GetFcnSymsAtAddrs(batch, count, starts);
+      for (size_t i = 0; i < count; ++i) {
+        ASSERT_EQ(holds[i], elf.GetFcnSymForAddr(batch[i])) << nested << " " << batch[i];
+        ASSERT_EQ(starts[i], elf.GetFcnSymAtAddr(batch[i])) << nested << " " << batch[i];
+      }
+      from += 2;
+    }
+  }
+}
+
 TEST(ElfFile, SyntheticRelocations) {
   Image image;
   image.sections = {
