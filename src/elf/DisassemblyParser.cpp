@@ -430,7 +430,7 @@ void FileParser::PutListedCallAside(ListedCall::Kind kind, uint32_t target, cons
   entry.kind = kind;
   entry.target = target;
   entry.symbol = symbol;
-  if (kind != ListedCall::kConstant) {
+  if (kind == ListedCall::kCall) {  // only a call to itself reads them
     entry.lineLabel.assign(current.lineLabel);
     entry.packetAddress.assign(current.packetAddress);
   }
@@ -485,14 +485,18 @@ void FileParser::HandleListedCalls() {
       }
       continue;
     }
+    const std::string address = GetHexString(entry.target);
+    if (entry.kind == ListedCall::kJump) {
+      if (HandleJump2(std::move(names[i]), address) != 0) PRINT("Warning: HandleJump2 failed.", kHandlerFailed);
+      continue;
+    }
     // The line's addresses become current for the self-call test, as if the
     // call were handled where it stands; the entry keeps the old buffers.
     current.lineLabel.swap(entry.lineLabel);
     current.packetAddress.swap(entry.packetAddress);
-    const bool call = entry.kind == ListedCall::kCall;
-    const std::string address = GetHexString(entry.target);
-    const int result = call ? HandleDisAsmCall(std::move(names[i]), address, 0) : HandleJump2(std::move(names[i]), address);
-    if (result != 0) PRINT(call ? "Warning: HandleDisAsmCall failed." : "Warning: HandleJump2 failed.", kHandlerFailed);
+    if (HandleDisAsmCall(std::move(names[i]), address, 0) != 0) {
+      PRINT("Warning: HandleDisAsmCall failed.", kHandlerFailed);
+    }
     current.lineLabel.swap(entry.lineLabel);
     current.packetAddress.swap(entry.packetAddress);
   }

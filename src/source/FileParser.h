@@ -390,7 +390,7 @@ class FileParser : public AssemblyData {
     // The function holding a call's or jump's target when known already
     // (the one being listed); else it is searched for.
     const fcn_symbols* symbol = nullptr;
-    // A call's or jump's line and packet addresses, for the self-call test.
+    // A call's line and packet addresses, for the self-call test.
     std::string lineLabel;
     std::string packetAddress;
   };
