@@ -218,7 +218,8 @@ class FileParser : public AssemblyData {
   // wait for a chain of misses in tables larger than the cache. They are
   // put aside only while a function is current, so their handlers print
   // nothing; what else adds calls or reads call lists and marks, and a
-  // function header, hands them on first.
+  // function header, hands them on first. Only the listing's read loop puts
+  // them aside, and it hands on the last at its end.
   void HandleListedCalls();
   int GetCallNameAddress(std::string_view target, std::string_view nameToken,
                          std::string& name, std::string& address);
