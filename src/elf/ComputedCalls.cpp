@@ -23,6 +23,12 @@ bool OffsetAfterPlus(const std::string& token, uint32_t& value) {
 int FileParser::CallFunctionAt(uint32_t address, int computed) {
   ElfFile* elf = ListingElf();
   if (elf == nullptr) return 0;
+  if (statementPrefilter && computed && currentFunction != nullptr) {
+    // Handled in turn with the listed calls, its function searched for
+    // with theirs.
+    PutListedCallAside(ListedCall::kComputed, address, nullptr);
+    return 0;
+  }
   const fcn_symbols* symbol = elf->GetFcnSymAtAddr(address);
   if (symbol == nullptr || symbol->name == nullptr) return 0;
   return HandleDisAsmCall(symbol->name, GetHexString(symbol->startAddress), computed);
@@ -58,10 +64,7 @@ int FileParser::HandleConstantExtender2(std::string_view token) {
   }
   const long number = std::strtol(digits.c_str(), nullptr, 10);
   if (number == 0 || !AddressesAreFinal()) return 0;
-  if (!statementPrefilter) return CallFunctionAt(static_cast<uint32_t>(number), 1);
-  // CallFunctionAt, in turn with the listed calls.
-  PutListedCallAside(ListedCall::kConstant, static_cast<uint32_t>(number), nullptr);
-  return 0;
+  return CallFunctionAt(static_cast<uint32_t>(number), 1);
 }
 
 int FileParser::HandleIndirectCallByAddress(const std::string& line) {

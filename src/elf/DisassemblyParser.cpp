@@ -344,7 +344,8 @@ int FileParser::ProcessKeywordsDisassembly() {
     if (result != 0) PRINT(text, kHandlerFailed);
   };
   // The constants, most of these lines, are read from the tokens; the
-  // other handlers take the statement fields.
+  // other handlers take the statement fields. Calls of functions at an
+  // address join the listed calls put aside (CallFunctionAt).
   auto fill = [this] {
     current.currentLine.assign(statementText_);
     FillStatementFields(5, false);
@@ -359,7 +360,6 @@ int FileParser::ProcessKeywordsDisassembly() {
     fill();
     warnIf(HandleR29Line2(current.currentLine), "Warning: HandleR29Line2 failed.");
   } else if (startsR && (t3 == "(gp" || Contains(t2, "memw(#") || Contains(t2, "memd(#"))) {
-    HandleListedCalls();
     fill();
     warnIf(HandleIndirectCallByAddress(current.currentLine), "Warning: HandleIndirectCallByAddress failed.");
   } else if (startsR && Contains(t2, "##")) {
@@ -370,7 +370,7 @@ int FileParser::ProcessKeywordsDisassembly() {
     warnIf(HandleConstantExtender2(Contains(t3, "##") ? t3 : t4), "Warning: HandleConstantExtender2 failed.");
   } else if (!halfRegister) {
     if (Contains(t1, "R_VLD")) {
-      HandleListedCalls();
+      HandleListedCalls();  // relocated calls are handled at once, also on an instruction line
       fill();
       const std::string& token = current.token2;
       if (Contains(t2, ".sdata")) {
@@ -382,7 +382,6 @@ int FileParser::ProcessKeywordsDisassembly() {
       }
     }
   } else {
-    HandleListedCalls();
     fill();
     uint32_t value = 0;
     if (RecordHalfRegister(current.token1, current.token2, value)) {
@@ -442,7 +441,7 @@ void FileParser::HandleListedCalls() {
   if (count == 0) return;
   listedCallCount_ = 0;
   constexpr size_t kMax = ElfFile::kAddressBatch;
-  // The searches, side by side: targets inside a function, and constants
+  // The searches, side by side: targets inside a function, and addresses
   // that may be a function's start.
   uint32_t inside[kMax], starts[kMax];
   fcn_symbols* insideFound[kMax];
@@ -450,7 +449,7 @@ void FileParser::HandleListedCalls() {
   size_t insideCount = 0, startsCount = 0;
   for (size_t i = 0; i < count; ++i) {
     const ListedCall& entry = listedCalls_[i];
-    if (entry.kind == ListedCall::kConstant) {
+    if (entry.kind == ListedCall::kComputed) {
       starts[startsCount++] = entry.target;
     } else if (entry.symbol == nullptr) {
       inside[insideCount++] = entry.target;
@@ -465,7 +464,7 @@ void FileParser::HandleListedCalls() {
   insideCount = startsCount = 0;
   for (size_t i = 0; i < count; ++i) {
     const ListedCall& entry = listedCalls_[i];
-    symbols[i] = entry.kind == ListedCall::kConstant ? startsFound[startsCount++]
+    symbols[i] = entry.kind == ListedCall::kComputed ? startsFound[startsCount++]
                  : entry.symbol == nullptr          ? insideFound[insideCount++]
                                                     : entry.symbol;
     if (symbols[i] != nullptr && symbols[i]->name != nullptr) __builtin_prefetch(symbols[i]->name);
@@ -477,11 +476,11 @@ void FileParser::HandleListedCalls() {
   }
   for (size_t i = 0; i < count; ++i) {
     ListedCall& entry = listedCalls_[i];
-    if (entry.kind == ListedCall::kConstant) {
-      // CallFunctionAt's call of a function whose start the constant is.
-      if (symbols[i] == nullptr || symbols[i]->name == nullptr) continue;
-      if (HandleDisAsmCall(std::move(names[i]), GetHexString(symbols[i]->startAddress), 1) != 0) {
-        PRINT("Warning: HandleConstantExtender2 failed.", kHandlerFailed);
+    if (entry.kind == ListedCall::kComputed) {
+      // CallFunctionAt's call of the function starting at the address. It
+      // cannot fail: a function is current.
+      if (symbols[i] != nullptr && symbols[i]->name != nullptr) {
+        HandleDisAsmCall(std::move(names[i]), GetHexString(symbols[i]->startAddress), 1);
       }
       continue;
     }

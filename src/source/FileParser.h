@@ -212,14 +212,14 @@ class FileParser : public AssemblyData {
   // A call or a jump (the tokens name which), handled or put aside; false
   // for neither.
   bool HandleListedBranch(std::string_view t1, std::string_view t2, std::string_view t3, std::string_view t4);
-  // Handles the calls, jumps and constants put aside, in their order, as if
+  // Handles the calls and jumps put aside, in their order, as if
   // each were handled on its own line. Their targets' functions, names and
   // index slots are fetched for all of them first: each would otherwise
   // wait for a chain of misses in tables larger than the cache. They are
   // put aside only while a function is current, so their handlers print
-  // nothing; what else adds calls or reads call lists and marks, and a
-  // function header, hands them on first. Only the listing's read loop puts
-  // them aside, and it hands on the last at its end.
+  // nothing; the relocation handlers, which add calls of their own, and a
+  // function header hand them on first. Only the listing's handlers put
+  // them aside, and its read loop hands on the last at its end.
   void HandleListedCalls();
   int GetCallNameAddress(std::string_view target, std::string_view nameToken,
                          std::string& name, std::string& address);
@@ -249,6 +249,8 @@ class FileParser : public AssemblyData {
   int HandleSDataCall(const std::string& token);
   int HandleTextCall(const std::string& token);
   int HandlePcRelCall(const std::string& token);
+  // A call of the function starting at the address; while a function is
+  // listed, a computed one is put aside with the listed calls.
   int CallFunctionAt(uint32_t address, int computed);
   bool AddressesAreFinal() const;
   static const fcn_symbols* FunctionInSection(ElfFile& elf, const std::string& section, uint32_t offset);
@@ -383,10 +385,11 @@ class FileParser : public AssemblyData {
   static constexpr size_t kPendingCalls = 16;
   PendingCall pendingCalls_[kPendingCalls];
   size_t pendingCallCount_ = 0;
-  // Listed calls, jumps and constants put aside while a function is being
-  // listed (see HandleListedCalls).
+  // Listed calls and jumps, and computed calls of a function at an address
+  // (CallFunctionAt), put aside while a function is being listed (see
+  // HandleListedCalls).
   struct ListedCall {
-    enum Kind : uint8_t { kCall, kJump, kConstant } kind = kCall;
+    enum Kind : uint8_t { kCall, kJump, kComputed } kind = kCall;
     uint32_t target = 0;
     // The function holding a call's or jump's target when known already
     // (the one being listed); else it is searched for.

@@ -143,6 +143,32 @@ TEST(ListingParser, LibraryCallsThroughPerFunctionRelocations) {
   EXPECT_EQ(Calls(p.FindFuncItem("out_num-of-00000000")), Strings{"__valdrin_udivsi3"});
 }
 
+// A relocated call is handled at once, after the calls put aside before it:
+// the call list keeps the order of the lines.
+TEST(ListingParser, RelocatedCallsFollowTheCallsBeforeThem) {
+  FileParser p;
+  p.objdumpKind = 2;
+  p.warnR29 = false;
+  ElfFile library(DataPath("toolchain/WholeArchive.o"));
+  p.listingElf = &library;
+  TempDir tmp;
+  WriteFile(tmp / "x.dis", "\nWholeArchive.o:\tfile format elf32-valdrin\n\nDisassembly of section .text:\n\n"
+                           "000000a0 <sqrtf>:\n"
+                           "      d0:\t00 40 00 5a\t5a004000 { \tcall 0x10 } \n"
+                           "      d8:\t00 40 00 5a\t5a004000 { \tcall 0xd8\n"
+                           "\t\t\t000000d8:  R_VLD_B22_PCREL\t__valdrin_divsf3\n"
+                           "      dc:\t00 40 00 5a\t5a004000 { \tcall 0x50 } \n");
+  Captured([&] {
+    EXPECT_EQ(p.AddLibObjectToMaps(DataPath("toolchain/WholeArchive.o")), 0);
+    EXPECT_EQ(p.ParseDisassembledElfFile(tmp / "x.dis"), 0);
+  });
+  // In an object every section starts at 0: a target outside the function
+  // goes to the first function holding the address, whatever its section.
+  const std::string first = library.GetFcnSymForAddr(0x10)->name, last = library.GetFcnSymForAddr(0x50)->name;
+  ASSERT_NE(first, last);
+  EXPECT_EQ(Calls(p.FindFuncItem("sqrtf")), (Strings{first, "__valdrin_divsf3", last}));
+}
+
 // The pre-check may only turn away a text that holds none of the sequences
 // found in the handlers' keywords, and may only narrow a text to its first
 // token when r29 is the one sequence there; it is in fact exact.
