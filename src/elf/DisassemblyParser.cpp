@@ -400,20 +400,11 @@ bool FileParser::HandleListedBranch(std::string_view t1, std::string_view t2, st
   const bool first = call ? t1 == "call" : isJump(t1);
   const std::string_view target = first ? t2 : t3;
   if (statementPrefilter && objdumpKind != 1 && currentFunction != nullptr) {
-    // GetCallNameAddress's target address; a target it finds no name for
-    // leaves nothing to do once a function is current.
+    // GetCallNameAddress's steps, the search put off; a target it finds no
+    // name for leaves nothing to do once a function is current.
     uint32_t value = 0;
-    if (StartsWith(target, "0x") || StartsWith(target, "0X")) {
-      if (!ParseAddress(target, value)) return true;
-    } else {
-      ParseAddress(MakeAddress(current.packetAddress, target), value);
-    }
-    if (ListingElf() == nullptr) return true;
-    // In a relocatable object every per-function section starts at 0, so
-    // several functions contain the address: the current one is meant.
-    const bool inside =
-        listingSymbol != nullptr && listingSymbol->startAddress <= value && value < listingSymbol->endAddress;
-    PutListedCallAside(call ? ListedCall::kCall : ListedCall::kJump, value, inside ? listingSymbol : nullptr);
+    if (!ListedTargetAddress(target, value) || ListingElf() == nullptr) return true;
+    PutListedCallAside(call ? ListedCall::kCall : ListedCall::kJump, value, ListingSymbolHolding(value));
     return true;
   }
   HandleListedCalls();
@@ -558,25 +549,30 @@ int FileParser::GetCallNameAddress(std::string_view target, std::string_view nam
     return 0;
   }
   uint32_t value = 0;
-  if (StartsWith(target, "0x") || StartsWith(target, "0X")) {
-    if (!ParseAddress(target, value)) return 0;
-    address = GetHexString(value);
-  } else {
-    address = MakeAddress(current.packetAddress, target);
-    ParseAddress(address, value);
-  }
+  if (!ListedTargetAddress(target, value)) return 0;
+  address = GetHexString(value);
   ElfFile* elf = ListingElf();
   if (elf == nullptr) return 0;
-  // In a relocatable object every per-function section starts at 0, so
-  // several functions contain the address: the current one is meant.
-  const fcn_symbols* symbol = nullptr;
-  if (listingSymbol != nullptr && listingSymbol->startAddress <= value && value < listingSymbol->endAddress) {
-    symbol = listingSymbol;
-  } else {
-    symbol = elf->GetFcnSymForAddr(value);
-  }
+  const fcn_symbols* symbol = ListingSymbolHolding(value);
+  if (symbol == nullptr) symbol = elf->GetFcnSymForAddr(value);
   if (symbol != nullptr && symbol->name != nullptr) name = symbol->name;
   return 0;
+}
+
+bool FileParser::ListedTargetAddress(std::string_view target, uint32_t& value) const {
+  // "0x..." is absolute; any other target is an offset from the packet's
+  // address, written out as an address first.
+  if (StartsWith(target, "0x") || StartsWith(target, "0X")) return ParseAddress(target, value);
+  ParseAddress(MakeAddress(current.packetAddress, target), value);
+  return true;
+}
+
+const fcn_symbols* FileParser::ListingSymbolHolding(uint32_t address) const {
+  // In a relocatable object every per-function section starts at 0, so
+  // several functions contain the address: the current one is meant.
+  const bool holds =
+      listingSymbol != nullptr && listingSymbol->startAddress <= address && address < listingSymbol->endAddress;
+  return holds ? listingSymbol : nullptr;
 }
 
 fcn_symbols* FileParser::NextContaining(ElfFile* elf, fcn_symbols* symbol, uint32_t address) {

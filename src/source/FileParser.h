@@ -223,6 +223,11 @@ class FileParser : public AssemblyData {
   void HandleListedCalls();
   int GetCallNameAddress(std::string_view target, std::string_view nameToken,
                          std::string& name, std::string& address);
+  // The address a listed branch's target names; false for a "0x" target
+  // that does not parse.
+  bool ListedTargetAddress(std::string_view target, uint32_t& value) const;
+  // The function being listed when it holds the address, else null.
+  const fcn_symbols* ListingSymbolHolding(uint32_t address) const;
   static std::string MakeAddress(std::string_view token);
   static std::string MakeAddress(const std::string& base, std::string_view offset);
   int ResolveAliases(__func_attr* record);
