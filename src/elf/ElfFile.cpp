@@ -534,7 +534,7 @@ void ElfFile::GetFcnSymsForAddrs(const uint32_t* addrs, size_t count, fcn_symbol
   }
   // AscendingRangeFor's search: the first range ending after the address.
   size_t first[kAddressBatch];
-  FirstRangesNotBefore(addrs, count, first, [](const AddressRange& r, uint32_t a) { return r.endAddress <= a; });
+  FirstRangesNotBefore(addrs, count, first, EndsBefore);
   for (size_t i = 0; i < count; ++i) {
     const bool holds = first[i] < size && functionRanges_[first[i]].startAddress <= addrs[i];
     found[i] = holds ? &functions_[first[i]] : nullptr;
@@ -550,7 +550,7 @@ void ElfFile::GetFcnSymsAtAddrs(const uint32_t* addrs, size_t count, fcn_symbols
   }
   // GetFirstFncAtAddr's search: the first function starting at the address.
   size_t first[kAddressBatch];
-  FirstRangesNotBefore(addrs, count, first, [](const AddressRange& r, uint32_t a) { return r.startAddress < a; });
+  FirstRangesNotBefore(addrs, count, first, StartsBefore);
   for (size_t i = 0; i < count; ++i) {
     const bool starts = first[i] < size && functionRanges_[first[i]].startAddress == addrs[i];
     found[i] = starts ? &functions_[first[i]] : GetFirstFncAtAddr(addrs[i], dynFunctions_.data(), dynFunctions_.size());
@@ -558,25 +558,11 @@ void ElfFile::GetFcnSymsAtAddrs(const uint32_t* addrs, size_t count, fcn_symbols
   }
 }
 
-template <typename Before>
-size_t ElfFile::FirstRangeNotBefore(Before before) const {
-  const AddressRange* base = functionRanges_.data();
-  size_t first = 0;
-  size_t length = functionRanges_.size();
-  while (length > 0) {
-    const size_t half = length / 2;
-    const bool right = before(base[first + half]);
-    first = right ? first + half + 1 : first;
-    length = right ? length - half - 1 : half;
-  }
-  return first;
-}
-
 fcn_symbols* ElfFile::AscendingRangeFor(uint32_t addr) {
   // With starts and ends ascending, the ranges that hold an address form one
   // run: every probe of the classic search that lands in it steps back to
   // its first range, which is the first range ending after the address.
-  const size_t first = FirstRangeNotBefore([addr](const AddressRange& r) { return r.endAddress <= addr; });
+  const size_t first = FirstNotBefore(functionRanges_.data(), functionRanges_.size(), addr, EndsBefore);
   if (first == functionRanges_.size() || functionRanges_[first].startAddress > addr) return nullptr;
   return &functions_[first];
 }
@@ -590,7 +576,7 @@ fcn_symbols* ElfFile::GetFirstFncAtAddr(uint32_t addr) {
   if (functionRanges_.size() != functions_.size()) return nullptr;
   // The classic search lands on some function starting at the address and
   // steps back to the first of them: the one just after every start below.
-  const size_t first = FirstRangeNotBefore([addr](const AddressRange& r) { return r.startAddress < addr; });
+  const size_t first = FirstNotBefore(functionRanges_.data(), functionRanges_.size(), addr, StartsBefore);
   return first < functions_.size() && functionRanges_[first].startAddress == addr ? &functions_[first] : nullptr;
 }
 

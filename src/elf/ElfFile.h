@@ -119,12 +119,9 @@ class ElfFile {
 
  private:
   fcn_symbols* AscendingRangeFor(uint32_t addr);  // GetFcnSymForAddr when endsAscend_
-  // The index of the first range of functionRanges_ for which before() is
-  // false, searched without branches on the data; before() must hold for a
-  // prefix of the ranges and for nothing after it.
-  template <typename Before>
-  size_t FirstRangeNotBefore(Before before) const;
-  // FirstRangeNotBefore of each address, before(range, address) telling.
+  // The index of the first range of functionRanges_ for which
+  // before(range, address) is false, for each address; before must hold for
+  // a prefix of the ranges and for nothing after it.
   template <typename Before>
   void FirstRangesNotBefore(const uint32_t* addrs, size_t count, size_t* first, Before before) const;
   struct Header {
@@ -168,6 +165,10 @@ class ElfFile {
     uint32_t startAddress;
     uint32_t endAddress;
   };
+  // The two orders the searches use: ranges ending at or before an address
+  // (when ends ascend), and ranges starting before it.
+  static bool EndsBefore(const AddressRange& range, uint32_t address) { return range.endAddress <= address; }
+  static bool StartsBefore(const AddressRange& range, uint32_t address) { return range.startAddress < address; }
   std::vector<AddressRange> functionRanges_;  // of functions_, index for index, starts ascending
   // Every kRangeStride-th range, small enough to stay in cache: a batched
   // search finds its stretch of ranges here and fetches that stretch alone.
