@@ -118,10 +118,7 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
     }
     if (lineCount % 5000 == 0 && length > 0) {
       int percent = static_cast<int>(reader.Position() * 100 / length);
-      if (guiMode && percent != lastPercent) {
-        HandleListedCalls();  // their messages come first
-        PRINTI("%d%% complete", percent, "35: ");
-      }
+      if (guiMode && percent != lastPercent) PRINTI("%d%% complete", percent, "35: ");
       lastPercent = percent;
     }
   }
