@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "source/ShortCopy.h"
+
 class TextSink {
  public:
   explicit TextSink(FILE* file) : file_(file) {}
@@ -26,7 +28,7 @@ class TextSink {
         return *this;
       }
     }
-    CopyBytes(buffer_ + used_, text.data(), text.size());
+    CopyShortBytes(buffer_ + used_, text.data(), text.size());
     used_ += text.size();
     return *this;
   }
@@ -84,38 +86,6 @@ class TextSink {
       std::fwrite(data, 1, size, file_);
     }
     written_ += size;
-  }
-
-  // Most fields are a few dozen bytes long at most: a library call per
-  // field cost more than the copy. Copies of up to 64 bytes are moves of a
-  // fixed size, the last two overlapping, which the compiler inlines;
-  // nothing outside the source is read.
-  static void CopyBytes(char* to, const char* from, size_t n) {
-    if (n > 64) {
-      std::memcpy(to, from, n);
-    } else if (n >= 16) {
-      for (size_t i = 16; i < n; i += 16) std::memcpy(to + i - 16, from + i - 16, 16);
-      char tail[16];
-      std::memcpy(tail, from + n - 16, 16);
-      std::memcpy(to + n - 16, tail, 16);
-    } else if (n >= 8) {
-      CopyEnds<uint64_t>(to, from, n);
-    } else if (n >= 4) {
-      CopyEnds<uint32_t>(to, from, n);
-    } else if (n > 0) {
-      to[0] = from[0];
-      to[n / 2] = from[n / 2];
-      to[n - 1] = from[n - 1];
-    }
-  }
-  // The first and the last word of n bytes, sizeof(Word) <= n <= 2 * sizeof(Word).
-  template <class Word>
-  static void CopyEnds(char* to, const char* from, size_t n) {
-    Word head, tail;
-    std::memcpy(&head, from, sizeof(Word));
-    std::memcpy(&tail, from + n - sizeof(Word), sizeof(Word));
-    std::memcpy(to, &head, sizeof(Word));
-    std::memcpy(to + n - sizeof(Word), &tail, sizeof(Word));
   }
 
   TextSink& Pad(int count) {
