@@ -373,8 +373,14 @@ class FileParser : public AssemblyData {
   static constexpr size_t kLineCacheSize = 20;
   // The cache keeps the text of each statement; the look-back, which is
   // rare, cuts the tokens it reads again. One copy per statement instead of
-  // five strings.
-  std::string lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
+  // five strings, into a slot of fixed size: statements are at most 1023
+  // characters (the line reader's limit), and most are copied in line.
+  struct CachedText {
+    static constexpr size_t kCapacity = 1024;
+    size_t length = 0;
+    char text[kCapacity];
+  };
+  CachedText lineCache_[kLineCacheSize];  // ring buffer, newest at lineCacheHead_
   mutable ProcessedSourceLine cachedLine_;     // the entry CachedLine rebuilt last
   size_t lineCacheHead_ = 0;
   size_t lineCacheCount_ = 0;

@@ -6,6 +6,7 @@
 
 #include "source/FileParser.h"
 #include "source/LineReader.h"
+#include "source/ShortCopy.h"
 #include "source/Tokenizer.h"
 
 void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass) {
@@ -186,10 +187,11 @@ void FileParser::FillStatementFields(size_t count, bool lowerCase) {
 }
 
 void FileParser::UpdateLineCache() {
-  // The slot of the oldest entry becomes the newest; assigning into it keeps
-  // the capacity of its string, so a warm cache never allocates.
+  // The slot of the oldest entry becomes the newest.
   lineCacheHead_ = (lineCacheHead_ + 1) % kLineCacheSize;
-  lineCache_[lineCacheHead_].assign(statementText_);
+  CachedText& slot = lineCache_[lineCacheHead_];
+  slot.length = std::min(statementText_.size(), CachedText::kCapacity);
+  CopyShortBytes(slot.text, statementText_.data(), slot.length);
   if (lineCacheCount_ < kLineCacheSize) ++lineCacheCount_;
 }
 
@@ -199,7 +201,8 @@ const ProcessedSourceLine& FileParser::CachedLine(size_t index) const {
   // Out-of-range indexes are clamped to the oldest entry rather than read
   // past the ring.
   if (lineCacheCount_ != 0 && index >= lineCacheCount_) index = lineCacheCount_ - 1;
-  const std::string& text = lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
+  const CachedText& slot = lineCache_[(lineCacheHead_ + kLineCacheSize - index % kLineCacheSize) % kLineCacheSize];
+  const std::string_view text(slot.text, slot.length);
   std::string_view tokens[3];
   Tokenizer tokenizer(text);
   for (std::string_view& token : tokens) {
