@@ -110,11 +110,21 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
   while (reader.Next(line)) {
     ++lineCount;
     // Two segments: before the first ";" and after it (a packet's second
-    // sub-instruction).
+    // sub-instruction). The reader found the first ';' and '{' already.
+    const size_t semicolon = reader.FirstSemicolon();
+    const size_t brace = reader.FirstBrace();
     std::string_view first, second;
-    if (NextSegment(line, first)) {
-      ParseListingSegment(first, true);
-      if (NextSegment(line, second)) ParseListingSegment(second, false);
+    if (semicolon == ListingLineReader::kNone) {
+      if (!line.empty()) ParseListingSegment(line, true, brace != ListingLineReader::kNone);
+    } else if (semicolon != 0) {
+      first = line.substr(0, semicolon);
+      line.remove_prefix(semicolon + 1);
+      ParseListingSegment(first, true, brace < semicolon);
+      if (NextSegment(line, second)) ParseListingSegment(second, false, false);
+    } else if (NextSegment(line, first)) {
+      // Empty segments first, which strtok skips.
+      ParseListingSegment(first, true, first.find('{') != std::string_view::npos);
+      if (NextSegment(line, second)) ParseListingSegment(second, false, false);
     }
     if (lineCount % 5000 == 0 && length > 0) {
       int percent = static_cast<int>(reader.Position() * 100 / length);
@@ -134,7 +144,7 @@ int FileParser::ParseDisassembledElfFile(const std::string& path) {
   return 0;
 }
 
-void FileParser::ParseListingSegment(std::string_view segment, bool first) {
+void FileParser::ParseListingSegment(std::string_view segment, bool first, bool holdsBrace) {
   statementText_ = segment;
   bool keep = false;
   // Without the pre-check every text goes to the handlers' own tests.
@@ -144,7 +154,7 @@ void FileParser::ParseListingSegment(std::string_view segment, bool first) {
     // An instruction line, read as DisAsmLineHasKeywords would read it, but
     // no token is cut before the text is known to hold a keyword.
     current.lineLabel.assign(address);
-    if (std::memchr(segment.data(), '{', segment.size()) != nullptr) current.packetAddress = current.lineLabel;
+    if (holdsBrace) current.packetAddress = current.lineLabel;
     ClearStatementTokens();
     if (skipFunction) return;
     if (statementPrefilter) hint = InstructionKeywordHint(instruction);

@@ -76,7 +76,7 @@ KeywordHint InstructionKeywordHint(std::string_view text) {
 }
 
 ListingLineReader::ListingLineReader(FILE* file, size_t blockSize)
-    : file_(file), buffer_(blockSize < 2 * kMaxLine ? 2 * kMaxLine : blockSize) {
+    : file_(file), blockSize_(blockSize < 2 * kMaxLine ? 2 * kMaxLine : blockSize), buffer_(blockSize_ + kScanSlack) {
   carry_.reserve(kMaxLine);
 }
 
@@ -89,13 +89,13 @@ bool ListingLineReader::Refill() {
     begin_ = 0;
   }
   size_t got = 0;
-  if (end_ < buffer_.size()) {
-    got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
+  if (end_ < blockSize_) {
+    got = std::fread(buffer_.data() + end_, 1, blockSize_ - end_, file_);
     if (got == 0) eof_ = true;
     end_ += got;
   }
   nul_ = FindNul(begin_);
-  return got > 0 || end_ == buffer_.size();
+  return got > 0 || end_ == blockSize_;
 }
 
 size_t ListingLineReader::FindNul(size_t from) const {
@@ -103,15 +103,58 @@ size_t ListingLineReader::FindNul(size_t from) const {
   return nul != nullptr ? static_cast<size_t>(static_cast<const char*>(nul) - buffer_.data()) : end_;
 }
 
+const char* ListingLineReader::ScanLine() {
+  const char* const start = buffer_.data() + begin_;
+  const char* const limit = buffer_.data() + end_;
+  semicolon_ = kNone;
+  brace_ = kNone;
+  for (const char* p = start; p < limit; p += 64) {
+    uint64_t newlines = 0, semicolons = 0, braces = 0;
+#ifdef __SSE2__
+    for (int i = 0; i < 4; ++i) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
+      auto bits = [&](char c) {
+        return static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(c)))))
+               << (16 * i);
+      };
+      newlines |= bits('\n');
+      semicolons |= bits(';');
+      braces |= bits('{');
+    }
+#else
+    for (int i = 0; i < 64; ++i) {
+      newlines |= static_cast<uint64_t>(p[i] == '\n') << i;
+      semicolons |= static_cast<uint64_t>(p[i] == ';') << i;
+      braces |= static_cast<uint64_t>(p[i] == '{') << i;
+    }
+#endif
+    // Only the characters before the end of the data count. Marks past
+    // the newline may be set: Next keeps only those within the line.
+    const size_t valid = static_cast<size_t>(limit - p);
+    const uint64_t keep = valid < 64 ? (uint64_t{1} << valid) - 1 : ~uint64_t{0};
+    newlines &= keep;
+    const size_t offset = static_cast<size_t>(p - start);
+    if (semicolon_ == kNone && (semicolons & keep) != 0) semicolon_ = offset + __builtin_ctzll(semicolons & keep);
+    if (brace_ == kNone && (braces & keep) != 0) brace_ = offset + __builtin_ctzll(braces & keep);
+    if (newlines != 0) return p + __builtin_ctzll(newlines);
+  }
+  return nullptr;
+}
+
+void ListingLineReader::MarkLine(std::string_view line) {
+  semicolon_ = line.find(';');
+  brace_ = line.find('{');
+}
+
 bool ListingLineReader::Next(std::string_view& line) {
   for (;;) {
     const char* start = buffer_.data() + begin_;
-    const char* newline = static_cast<const char*>(std::memchr(start, '\n', end_ - begin_));
+    const char* newline = ScanLine();
     if (newline == nullptr && !eof_ && end_ - begin_ <= kMaxLine) {
       // Not a whole line in the buffer yet and it may still fit: read more.
       if (Refill()) continue;
       start = buffer_.data() + begin_;
-      newline = static_cast<const char*>(std::memchr(start, '\n', end_ - begin_));
+      newline = ScanLine();
     }
     if (newline == nullptr && end_ == begin_) return false;  // end of file
 
@@ -121,6 +164,8 @@ bool ListingLineReader::Next(std::string_view& line) {
       // A whole line (or the last one without newline) lies in the buffer.
       if (nul_ < begin_ + length) length = nul_ - begin_;
       line = std::string_view(start, length);
+      if (semicolon_ >= length) semicolon_ = kNone;
+      if (brace_ >= length) brace_ = kNone;
       size_t step = newline ? available + 1 : available;
       begin_ += step;
       consumed_ += static_cast<long long>(step);
@@ -144,6 +189,7 @@ bool ListingLineReader::Next(std::string_view& line) {
       line = std::string_view(carry_.data(), carry_.size());
       size_t nul = line.find('\0');
       if (nul != std::string_view::npos) line = line.substr(0, nul);
+      MarkLine(line);
     }
     return true;
   }

@@ -27,6 +27,7 @@ size_t InstructionEncodingLength(std::string_view text);
 class ListingLineReader {
  public:
   static constexpr size_t kMaxLine = 1023;
+  static constexpr size_t kNone = std::string_view::npos;
 
   explicit ListingLineReader(FILE* file, size_t blockSize = 1 << 20);
 
@@ -36,14 +37,32 @@ class ListingLineReader {
   bool Next(std::string_view& line);
   // Bytes consumed so far.
   long long Position() const { return consumed_; }
+  // Where the last line read holds its first ';' and its first '{', or
+  // kNone. The search for its end finds them in the same scan: the listing
+  // parser cuts lines at ';' and marks packets by '{'.
+  size_t FirstSemicolon() const { return semicolon_; }
+  size_t FirstBrace() const { return brace_; }
 
  private:
+  // Bytes after the data that a scan of 64 characters may read but never
+  // uses.
+  static constexpr size_t kScanSlack = 64;
+
   bool Refill();
   // Offset of the first NUL byte at or after from in the buffer, or end_.
   size_t FindNul(size_t from) const;
+  // The first newline in the buffer from begin_ on, or null; sets
+  // semicolon_ and brace_ to the first of each from begin_ on (counted from
+  // there) in the 64-character windows scanned, or kNone.
+  const char* ScanLine();
+  // Sets semicolon_ and brace_ for a line read some other way.
+  void MarkLine(std::string_view line);
 
   FILE* file_;
+  size_t blockSize_;
   std::vector<char> buffer_;
+  size_t semicolon_ = kNone;
+  size_t brace_ = kNone;
   size_t begin_ = 0;
   size_t end_ = 0;
   bool eof_ = false;

@@ -232,7 +232,9 @@ class FileParser : public AssemblyData {
   static std::string MakeAddress(const std::string& base, std::string_view offset);
   int ResolveAliases(__func_attr* record);
   ElfFile* ListingElf() const;
-  void ParseListingSegment(std::string_view segment, bool first);
+  // A ";"-separated segment of a listing line: the first, or a packet's
+  // second instruction. holdsBrace: the segment holds a '{' (a packet starts).
+  void ParseListingSegment(std::string_view segment, bool first, bool holdsBrace);
   // Whether the listing line just read can change anything; a cheap
   // superset of what the line handler acts on.
   bool ListingLineMayMatter();

@@ -33,9 +33,15 @@ TEST(ListingLineReader, AgreesWithPlainSplitAcrossBlocks) {
     const size_t lines = 50 + random() % 400;
     for (size_t i = 0; i < lines; ++i) {
       const size_t kind = random() % 20;
-      size_t length = kind == 0 ? 1000 + random() % 3000 : random() % 80;  // some overlong
+      size_t length = kind == 0 ? 1000 + random() % 3000 : random() % (kind >= 15 ? 300 : 80);  // some overlong
       std::string line(length, 'x');
       for (char& c : line) c = "ab \t{;"[random() % 6];
+      if (kind >= 10 && length > 0) {
+        // At most one ';' and one '{', anywhere: far into a long line too.
+        for (char& c : line) c = c == ';' || c == '{' ? 'a' : c;
+        if (random() % 2) line[random() % length] = ';';
+        if (random() % 2) line[random() % length] = '{';
+      }
       if ((kind == 1 || (kind == 0 && random() % 2)) && length > 0) line[random() % length] = '\0';
       if (kind == 2 && length > 0) line[0] = '\0';
       bytes += line;
@@ -48,7 +54,12 @@ TEST(ListingLineReader, AgreesWithPlainSplitAcrossBlocks) {
     ListingLineReader reader(file, round % 2 ? 0 : 5000);
     std::vector<std::string> read;
     std::string_view line;
-    while (reader.Next(line)) read.emplace_back(line);
+    while (reader.Next(line)) {
+      read.emplace_back(line);
+      // The marks found while looking for the line's end.
+      ASSERT_EQ(reader.FirstSemicolon(), line.find(';')) << "round " << round << " line " << read.size();
+      ASSERT_EQ(reader.FirstBrace(), line.find('{')) << "round " << round << " line " << read.size();
+    }
     EXPECT_EQ(read, PlainSplit(bytes)) << "round " << round;
     EXPECT_EQ(reader.Position(), static_cast<long long>(bytes.size()));
     std::fclose(file);
