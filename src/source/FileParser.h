@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "database/AssemblyData.h"
+#include "source/MathParser.h"
 #include "source/Tokenizer.h"
 
 // The fields of a statement (source statement or listing segment).
@@ -431,6 +432,10 @@ class FileParser : public AssemblyData {
   const DelimiterSet* statementDelimiters_ = &kSourceDelimiters;
   size_t statementTokenLimit_ = 0;
   bool statementTokensDone_ = true;   // no token after the ones cut
+  // The frame handlers' squeezed statement, its immediate and their parser.
+  std::string frameText_;
+  std::string frameImmediate_;
+  MathParser frameMath_;
   // Local keys: the "-of-" suffix of the last qualifier, and a key buffer.
   std::string localKeyQualifier_;
   std::string localKeySuffix_;

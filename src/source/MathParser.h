@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string>
+#include <vector>
 
 class MathParser {
  public:
@@ -47,7 +47,7 @@ class MathParser {
   int depth_ = 0;
   std::string expression_;
   unsigned long pos_ = 0;
-  std::deque<Operator> opStack_;
+  std::vector<Operator> opStack_;
   std::string error_;
   bool success_ = true;
   int32_t value_ = 0;

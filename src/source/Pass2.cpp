@@ -12,11 +12,11 @@ namespace {
 
 bool StartsWithR(std::string_view token) { return !token.empty() && token[0] == 'r'; }
 
-// The statement without white space, optionally in lower case.
-std::string Squeeze(std::string_view text, bool lower) {
+// The statement without white space, optionally in lower case, into result.
+void Squeeze(std::string_view text, bool lower, std::string& result) {
   // Written in place and cut once: an append per character costs a
   // capacity test and a terminator each.
-  std::string result(text.size(), '\0');
+  result.resize(text.size());
   size_t length = 0;
   for (char c : text) {
     if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f') continue;
@@ -24,6 +24,11 @@ std::string Squeeze(std::string_view text, bool lower) {
     result[length++] = c;
   }
   result.resize(length);
+}
+
+std::string Squeeze(std::string_view text, bool lower) {
+  std::string result;
+  Squeeze(text, lower, result);
   return result;
 }
 
@@ -205,13 +210,15 @@ int FileParser::HandleAllocframe(const std::string& line, const std::string& fil
     PRINTS("Warning: Allocframe failed for no current function in file %s", file, "12: ");
     return -1;
   }
-  std::string immediate;
-  if (!ImmediateText(Squeeze(line, true), immediate)) return -1;
-  MathParser parser(immediate);
-  if (!parser.Success()) return -1;
+  // The buffers and the parser are the frame handlers' own, kept from
+  // line to line: a function has a frame line or two, and a large program
+  // hundreds of thousands of functions.
+  Squeeze(line, true, frameText_);
+  if (!ImmediateText(frameText_, frameImmediate_)) return -1;
+  if (!frameMath_.Evaluate(frameImmediate_)) return -1;
   // allocframe itself pushes the frame record (return address and frame
   // pointer): 8 bytes on top of the immediate.
-  AddToStack(static_cast<int32_t>(static_cast<uint32_t>(parser.Value()) + 8u));
+  AddToStack(static_cast<int32_t>(static_cast<uint32_t>(frameMath_.Value()) + 8u));
   return 0;
 }
 
@@ -220,12 +227,11 @@ int FileParser::HandleR29Line(const std::string& line, const std::string& file, 
     PRINT("Warning: r29 assignment failed for no current function.", "12: ");
     return -1;
   }
-  const std::string text = Squeeze(line, true);
-  std::string immediate;
-  if (ImmediateText(text, immediate)) {
-    MathParser parser(immediate);
-    if (parser.Success()) {
-      const int32_t value = parser.Value();
+  Squeeze(line, true, frameText_);
+  const std::string& text = frameText_;
+  if (ImmediateText(text, frameImmediate_)) {
+    if (frameMath_.Evaluate(frameImmediate_)) {
+      const int32_t value = frameMath_.Value();
       if (Contains(text, "add")) {
         // Only growth counts: adding a positive amount releases stack.
         if (value < 0) AddToStack(Negate(value));
