@@ -58,11 +58,16 @@ int FileParser::HandleConstantExtender2(std::string_view token) {
   // Every hexadecimal digit character of the token, converted as a decimal
   // number: a decimal immediate gives its value, a 0x form only its leading
   // decimal digits.
-  std::string digits;
+  // Collected on the stack: these are the most common lines a listing
+  // hands to its handlers. A token is a part of a line of at most 1023.
+  char digits[1024];
+  size_t count = 0;
   for (char c : token) {
-    if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) digits += c;
+    if (count == sizeof digits - 1) break;
+    if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) digits[count++] = c;
   }
-  const long number = std::strtol(digits.c_str(), nullptr, 10);
+  digits[count] = '\0';
+  const long number = std::strtol(digits, nullptr, 10);
   if (number == 0 || !AddressesAreFinal()) return 0;
   return CallFunctionAt(static_cast<uint32_t>(number), 1);
 }
