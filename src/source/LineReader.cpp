@@ -113,7 +113,7 @@ void BlockLineReader::ScanStops(size_t base) {
   stopsValid_ = true;
 }
 
-bool BlockLineReader::ReadPlainLine(std::string_view& line) {
+bool BlockLineReader::ReadPlainLineScanning(std::string_view& line) {
   if (failed_) return false;
   for (;;) {
     if (!stopsValid_) {

@@ -42,9 +42,25 @@ class BlockLineReader {
   // whole statement. Otherwise nothing is consumed and false is returned,
   // and ReadLine gives the line. Almost every line of compiler output is
   // plain; one scan finds its end where the general path needs three.
-  bool ReadPlainLine(std::string_view& line);
+  bool ReadPlainLine(std::string_view& line) {
+    // The common case in line: the next stop of the scanned window ends a
+    // plain line.
+    if (stopsValid_ && stops_ != 0) {
+      const size_t stop = stopsBase_ + static_cast<size_t>(__builtin_ctzll(stops_));
+      if (stop - pos_ < kLineBufferSize && buffer_[stop] == '\n') {
+        line = std::string_view(buffer_.data() + pos_, stop - pos_);
+        pos_ = stop + 1;
+        stops_ &= stops_ - 1;
+        return true;
+      }
+    }
+    return ReadPlainLineScanning(line);
+  }
 
  private:
+  // ReadPlainLine's path through the scan of further windows and refills.
+  bool ReadPlainLineScanning(std::string_view& line);
+
   // Bytes after the data that a 64-byte scan may read but never uses.
   static constexpr size_t kScanSlack = 64;
 
