@@ -58,10 +58,8 @@ bool ParseAddress(std::string_view text, uint32_t& value) {
 // for any other shape. The address and the encoding are the tokens the
 // tokenizer would cut there under either delimiter set.
 bool SplitInstructionLine(std::string_view line, std::string_view& address, std::string_view& instruction) {
-  size_t i = 0;
-  while (i < line.size() && line[i] == ' ') ++i;
-  const size_t begin = i;
-  while (i < line.size() && IsHexDigit(line[i])) ++i;
+  size_t begin = 0, i = 0;
+  AddressColumns(line, begin, i);
   if (i == begin || i + 1 >= line.size() || line[i] != ':' || !IsBlank(line[i + 1])) return false;
   const std::string_view rest = line.substr(i + 2);
   const size_t encoding = InstructionEncodingLength(rest);

@@ -8,6 +8,53 @@
 
 #include "source/TextBlocks.h"
 
+namespace {
+
+#ifdef __SSE2__
+// Bit i set when p[i] is a hexadecimal digit, for the 16 characters at p.
+uint32_t HexDigitBits(__m128i v) {
+  // x < n as unsigned bytes: the saturated x - (n - 1) is 0.
+  const __m128i digit =
+      _mm_cmpeq_epi8(_mm_subs_epu8(_mm_sub_epi8(v, _mm_set1_epi8('0')), _mm_set1_epi8(9)), _mm_setzero_si128());
+  const __m128i letter = _mm_cmpeq_epi8(
+      _mm_subs_epu8(_mm_sub_epi8(_mm_or_si128(v, _mm_set1_epi8(0x20)), _mm_set1_epi8('a')), _mm_set1_epi8(5)),
+      _mm_setzero_si128());
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(digit, letter)));
+}
+#endif
+
+bool IsHex(char c) {
+  const char lower = static_cast<char>(c | 0x20);
+  return (c >= '0' && c <= '9') || (lower >= 'a' && lower <= 'f');
+}
+
+}  // namespace
+
+void AddressColumns(std::string_view line, size_t& begin, size_t& end) {
+#ifdef __SSE2__
+  // Nearly every address ends within the first 16 characters: found from
+  // two masks, without a loop whose length varies from line to line.
+  if (line.size() >= 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(line.data()));
+    const uint32_t notSpace = ~static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')))) & 0xFFFF;
+    if (notSpace != 0) {
+      const size_t first = static_cast<size_t>(__builtin_ctz(notSpace));
+      const uint32_t notHex = ~HexDigitBits(v) & (0xFFFFu << first) & 0xFFFF;
+      if (notHex != 0) {
+        begin = first;
+        end = static_cast<size_t>(__builtin_ctz(notHex));
+        return;
+      }
+    }
+  }
+#endif
+  size_t i = 0;
+  while (i < line.size() && line[i] == ' ') ++i;
+  begin = i;
+  while (i < line.size() && IsHex(line[i])) ++i;
+  end = i;
+}
+
 size_t InstructionEncodingLength(std::string_view text) {
   constexpr size_t kLength = 21;
   if (text.size() < kLength) return 0;
@@ -19,14 +66,8 @@ size_t InstructionEncodingLength(std::string_view text) {
   // Two overlapping loads of 16 cover the 21 characters.
   auto classify = [](const char* p, uint32_t& hexBits, uint32_t& blankBits) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    // x < n as unsigned bytes: the saturated x - (n - 1) is 0.
-    const __m128i digit = _mm_cmpeq_epi8(
-        _mm_subs_epu8(_mm_sub_epi8(v, _mm_set1_epi8('0')), _mm_set1_epi8(9)), _mm_setzero_si128());
-    const __m128i letter = _mm_cmpeq_epi8(
-        _mm_subs_epu8(_mm_sub_epi8(_mm_or_si128(v, _mm_set1_epi8(0x20)), _mm_set1_epi8('a')), _mm_set1_epi8(5)),
-        _mm_setzero_si128());
     const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\t')));
-    hexBits = static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(digit, letter)));
+    hexBits = HexDigitBits(v);
     blankBits = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
   };
   uint32_t hexTail = 0, blankTail = 0;
@@ -37,8 +78,7 @@ size_t InstructionEncodingLength(std::string_view text) {
 #else
   for (size_t i = 0; i < kLength; ++i) {
     const char c = text[i];
-    const char lower = static_cast<char>(c | 0x20);
-    if ((c >= '0' && c <= '9') || (lower >= 'a' && lower <= 'f')) hex |= 1u << i;
+    if (IsHex(c)) hex |= 1u << i;
     if (c == ' ' || c == '\t') blank |= 1u << i;
   }
 #endif

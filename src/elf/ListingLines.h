@@ -24,6 +24,11 @@ KeywordHint InstructionKeywordHint(std::string_view text);
 // and the word, each with its blank.
 size_t InstructionEncodingLength(std::string_view text);
 
+// The columns of a listing line's address "<spaces><hex digits>": begin is
+// the first character that is no space, end the first after it that is no
+// hexadecimal digit (both the line's size when there is none).
+void AddressColumns(std::string_view line, size_t& begin, size_t& end);
+
 class ListingLineReader {
  public:
   static constexpr size_t kMaxLine = 1023;

@@ -93,4 +93,27 @@ TEST(ListingLineReader, EncodingColumnsMatchCharacterByCharacter) {
   }
 }
 
+// The address columns against a character-by-character reading, for
+// lines shorter and longer than one 16-character look, with runs of spaces
+// and digits that end anywhere.
+TEST(ListingLineReader, AddressColumnsMatchCharacterByCharacter) {
+  std::mt19937 random(7);
+  const std::string others = ":\tx@`gG/\x80\xe1";
+  for (int round = 0; round < 20000; ++round) {
+    std::string line(random() % 24, ' ');
+    size_t at = random() % (line.size() + 1);
+    const size_t digits = random() % 20;
+    for (size_t i = 0; i < digits && at < line.size(); ++i, ++at) line[at] = "0123456789abcdefABCDEF"[random() % 22];
+    for (; at < line.size(); ++at) line[at] = random() % 3 ? others[random() % others.size()] : ' ';
+    size_t begin = 0;
+    while (begin < line.size() && line[begin] == ' ') ++begin;
+    size_t end = begin;
+    while (end < line.size() && std::isxdigit(static_cast<unsigned char>(line[end]))) ++end;
+    size_t gotBegin = 99, gotEnd = 99;
+    AddressColumns(line, gotBegin, gotEnd);
+    ASSERT_EQ(gotBegin, begin) << '"' << line << '"';
+    ASSERT_EQ(gotEnd, end) << '"' << line << '"';
+  }
+}
+
 }  // namespace
