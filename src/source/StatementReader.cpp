@@ -11,13 +11,20 @@
 
 void FileParser::ReadStatements(FILE* stream, const std::string& path, int pass) {
   BlockLineReader reader(stream, readBuffer_);
+  // The syntax is chosen before any file is read.
+  const DelimiterSet& delimiters = SourceDelimiters(syntaxMode);
   std::string_view line;
   std::string_view statement;
   size_t consumed = 0;
   for (;;) {
     if (reader.ReadPlainLine(line)) {
       ++lineNumber;
-      if (!line.empty()) HandleStatement(line, path, pass);
+      // Half the lines of compiler output open or close a packet: a brace
+      // and a tab, no token, which no pass reads.
+      if (line.size() <= 2 && (line.empty() || (delimiters.Contains(line[0]) && delimiters.Contains(line.back())))) {
+        continue;
+      }
+      HandleStatement(line, path, pass);
       continue;
     }
     if (reader.Peek() == EOF) break;
